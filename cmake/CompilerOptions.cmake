@@ -1,0 +1,32 @@
+# appconfig_options: what every source of this repository is compiled and linked with.
+# appconfig_hardening: the part of it that makes a release build hard to exploit; on its own so
+# that a test program can be built with exactly these flags whatever the preset.
+
+set(CMAKE_CXX_STANDARD 20)
+set(CMAKE_CXX_STANDARD_REQUIRED ON)
+set(CMAKE_CXX_EXTENSIONS OFF)
+set(CMAKE_POSITION_INDEPENDENT_CODE ON)
+set(CMAKE_CXX_FLAGS_RELEASE "-O2 -DNDEBUG")
+
+include(CheckPIESupported)
+check_pie_supported()
+
+add_library(appconfig_hardening INTERFACE)
+target_compile_options(appconfig_hardening INTERFACE
+    -U_FORTIFY_SOURCE -D_FORTIFY_SOURCE=2 -fstack-protector-strong -fstack-clash-protection)
+target_link_options(appconfig_hardening INTERFACE -Wl,-z,relro,-z,now -Wl,-z,noexecstack)
+
+add_library(appconfig_options INTERFACE)
+target_compile_options(appconfig_options INTERFACE
+    -Wall -Wextra -Wshadow -Wconversion -Werror
+    # no path of the building machine in the binaries
+    -ffile-prefix-map=${CMAKE_SOURCE_DIR}/= -ffunction-sections -fdata-sections)
+target_link_options(appconfig_options INTERFACE -Wl,--gc-sections)
+target_link_libraries(appconfig_options INTERFACE
+    $<$<CONFIG:Release>:appconfig_hardening>)
+
+if(APPCONFIG_SANITIZE)
+    add_compile_options(-fsanitize=address,undefined -fno-sanitize-recover=all
+        -fno-omit-frame-pointer)
+    add_link_options(-fsanitize=address,undefined)
+endif()
