@@ -1,0 +1,103 @@
+#include "address.h"
+
+#include <charconv>
+#include <cstddef>
+
+namespace pbcommon {
+
+namespace {
+
+constexpr std::string_view kNameCharacters =
+    "abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789_-";
+
+char lower(char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c; }
+
+bool isName(std::string_view text) {
+    return !text.empty() && text.find_first_not_of(kNameCharacters) == std::string_view::npos;
+}
+
+bool isNodeName(std::string_view text) {
+    for (std::size_t dot = text.find('.'); dot != std::string_view::npos; dot = text.find('.')) {
+        if (!isName(text.substr(0, dot))) {
+            return false;
+        }
+        text.remove_prefix(dot + 1);
+    }
+    return isName(text);
+}
+
+/// Takes a trailing "[n]" off `text`; false when what stands there is no instance.
+bool takeInstance(std::string_view& text, int& nInstance) {
+    nInstance = 0;
+    if (text.empty() || text.back() != ']') {
+        return true;
+    }
+    const std::size_t open = text.rfind('[');
+    if (open == std::string_view::npos || open + 2 >= text.size() || text[open + 1] == '-') {
+        return false;
+    }
+    const char* const last = text.data() + text.size() - 1;
+    const auto [end, error] = std::from_chars(text.data() + open + 1, last, nInstance);
+    text = text.substr(0, open);
+    return error == std::errc() && end == last;
+}
+
+void appendWithInstance(std::string& out, const std::string& sName, int nInstance) {
+    out += sName;
+    if (nInstance != 0) {
+        out += '[';
+        out += std::to_string(nInstance);
+        out += ']';
+    }
+}
+
+}  // namespace
+
+std::optional<VariableAddress> parseAddress(std::string_view text) {
+    const std::size_t dot = text.rfind('.');
+    if (dot == std::string_view::npos) {
+        return std::nullopt;
+    }
+    VariableAddress address;
+    std::string_view node = text.substr(0, dot);
+    std::string_view variable = text.substr(dot + 1);
+    if (!takeInstance(node, address.nNodeInstance) ||
+        !takeInstance(variable, address.nVarInstance) || !isNodeName(node) || !isName(variable)) {
+        return std::nullopt;
+    }
+    address.sNode = node;
+    address.sVariable = variable;
+    return address;
+}
+
+std::string formatAddress(const VariableAddress& address) {
+    std::string text;
+    appendWithInstance(text, address.sNode, address.nNodeInstance);
+    text += '.';
+    appendWithInstance(text, address.sVariable, address.nVarInstance);
+    return text;
+}
+
+bool matchesPattern(std::string_view pattern, std::string_view text) {
+    std::size_t p = 0;
+    std::size_t t = 0;
+    std::size_t star = std::string_view::npos;  // last '*' met, and where its text ends
+    std::size_t starEnd = 0;
+    while (t < text.size()) {
+        if (p < pattern.size() && pattern[p] == '*') {
+            star = p++;
+            starEnd = t;
+        } else if (p < pattern.size() && lower(pattern[p]) == lower(text[t])) {
+            ++p;
+            ++t;
+        } else if (star != std::string_view::npos) {
+            p = star + 1;
+            t = ++starEnd;
+        } else {
+            return false;
+        }
+    }
+    return pattern.find_first_not_of('*', p) == std::string_view::npos;
+}
+
+}  // namespace pbcommon

@@ -1,0 +1,67 @@
+#include "directories.h"
+
+#include <unistd.h>
+
+#include <cstdlib>
+
+namespace pbcommon {
+
+namespace {
+
+constexpr const char* kServiceName = "/appconfig";
+
+std::string environment(const char* name) {
+    const char* const value = std::getenv(name);
+    return value == nullptr ? "" : value;
+}
+
+/// systemd gives a list of directories, joined by colons, when a unit names several.
+std::string firstEntry(const std::string& sList) { return sList.substr(0, sList.find(':')); }
+
+std::string under(const std::string& sBase, const std::string& sRest) {
+    return sBase.empty() ? "" : sBase + sRest;
+}
+
+std::string systemRuntimeDirectory() { return under("/run", kServiceName); }
+
+}  // namespace
+
+std::string runtimeDirectory() {
+    std::string sGiven = firstEntry(environment("RUNTIME_DIRECTORY"));
+    if (!sGiven.empty()) {
+        return sGiven;
+    }
+    return geteuid() == 0 ? systemRuntimeDirectory()
+                          : under(environment("XDG_RUNTIME_DIR"), kServiceName);
+}
+
+std::string configurationDirectory() {
+    std::string sGiven = firstEntry(environment("CONFIGURATION_DIRECTORY"));
+    if (!sGiven.empty()) {
+        return sGiven;
+    }
+    if (geteuid() == 0) {
+        return under("/etc", kServiceName);
+    }
+    const std::string sXdg = environment("XDG_CONFIG_HOME");
+    return under(sXdg.empty() ? under(environment("HOME"), "/.config") : sXdg, kServiceName);
+}
+
+std::string socketPath(const std::string& directory, const std::string& endpointName) {
+    return directory + "/" + endpointName + ".sock";
+}
+
+std::vector<std::string> socketCandidates(const std::string& endpointName) {
+    std::vector<std::string> candidates;
+    const std::string sOwn = runtimeDirectory();
+    if (!sOwn.empty()) {
+        candidates.push_back(socketPath(sOwn, endpointName));
+    }
+    const std::string sSystem = systemRuntimeDirectory();
+    if (environment("RUNTIME_DIRECTORY").empty() && sOwn != sSystem) {
+        candidates.push_back(socketPath(sSystem, endpointName));
+    }
+    return candidates;
+}
+
+}  // namespace pbcommon

@@ -1,0 +1,106 @@
+#include "names.h"
+
+#include <array>
+#include <cstddef>
+#include <iterator>
+
+#include "ErrTypes.h"
+#include "messages.pb.h"
+
+namespace pbcommon {
+
+static_assert(static_cast<int>(ErrorCode_MAX) == static_cast<int>(::kNoError) &&
+                  static_cast<int>(ErrorCode_MIN) == static_cast<int>(::kMaxError) &&
+                  static_cast<int>(kBadParameter) == static_cast<int>(::kBadParameter),
+              "the codes on the wire are the platform's");
+
+namespace {
+
+bool isContinuation(char c) { return (static_cast<unsigned char>(c) & 0xc0) == 0x80; }
+
+/// Smallest code point that a sequence of so many bytes may stand for.
+constexpr std::array<char32_t, 5> kSmallestOfLength = {0, 0, 0x80, 0x800, 0x10000};
+
+/// Number of bytes of the well-formed UTF-8 character at the start of `text`, 0 without one.
+std::size_t characterLength(std::string_view text, char32_t& codePoint) {
+    const auto first = static_cast<unsigned char>(text.front());
+    const std::size_t nLength = first < 0x80                    ? 1
+                                : first >= 0xc0 && first < 0xe0 ? 2
+                                : first >= 0xe0 && first < 0xf0 ? 3
+                                : first >= 0xf0 && first < 0xf8 ? 4
+                                                                : 0;
+    if (nLength == 0 || nLength > text.size()) {
+        return 0;
+    }
+    codePoint = nLength == 1 ? first : first & (0x7fU >> nLength);
+    for (std::size_t i = 1; i < nLength; ++i) {
+        if (!isContinuation(text[i])) {
+            return 0;
+        }
+        codePoint = codePoint << 6 | (static_cast<unsigned char>(text[i]) & 0x3f);
+    }
+    const bool bSurrogate = codePoint >= 0xd800 && codePoint <= 0xdfff;
+    return codePoint >= kSmallestOfLength[nLength] && codePoint <= 0x10ffff && !bSurrogate ? nLength
+                                                                                           : 0;
+}
+
+void appendEscaped(std::string& out, char c) {
+    constexpr std::string_view kDigits = "0123456789abcdef";
+    const auto byte = static_cast<unsigned char>(c);
+    out += "\\x";
+    out += kDigits[byte >> 4];
+    out += kDigits[byte & 0xf];
+}
+
+bool isControl(char32_t codePoint) {
+    return codePoint < 0x20 || (codePoint >= 0x7f && codePoint < 0xa0);
+}
+
+}  // namespace
+
+std::string describeCode(int nCode) {
+    const std::string sName =
+        ErrorCode_IsValid(nCode) ? ErrorCode_Name(static_cast<ErrorCode>(nCode)) : "unknown code";
+    return sName + " (" + std::to_string(nCode) + ")";
+}
+
+std::string roleName(int nRole) {
+    constexpr std::array<const char*, 5> kNames = {"user", "admin", "provisioning", "system",
+                                                   "startup"};
+    return nRole >= 0 && nRole < static_cast<int>(kNames.size())
+               ? kNames[static_cast<std::size_t>(nRole)]
+               : std::to_string(nRole);
+}
+
+std::string printable(std::string_view text, std::size_t nMaxBytes) {
+    std::string out;
+    while (!text.empty()) {
+        char32_t codePoint = 0;
+        const std::size_t nLength = characterLength(text, codePoint);
+        if (out.size() + nLength > nMaxBytes) {
+            return out + "...";
+        }
+        if (nLength == 0 || isControl(codePoint)) {
+            appendEscaped(out, text.front());
+            text.remove_prefix(1);
+        } else {
+            out.append(text, 0, nLength);
+            text.remove_prefix(nLength);
+        }
+    }
+    return out;
+}
+
+bool isCleanText(std::string_view text) {
+    while (!text.empty()) {
+        char32_t codePoint = 0;
+        const std::size_t nLength = characterLength(text, codePoint);
+        if (nLength == 0 || codePoint == 0) {
+            return false;
+        }
+        text.remove_prefix(nLength);
+    }
+    return true;
+}
+
+}  // namespace pbcommon
