@@ -1,0 +1,45 @@
+#ifndef PBUTILITY_DISPATCHER_ENDPOINT_H
+#define PBUTILITY_DISPATCHER_ENDPOINT_H
+
+#include <string>
+
+#include "ErrTypes.h"
+
+namespace PbUtility {
+
+/// The place in the file system under which clients find an endpoint: "<name>.sock" in a runtime
+/// directory, guarded by a lock on "<name>.lock" beside it, so that one process at a time owns it.
+/// The kernel drops the lock with the process, however that ends; the lock file stays.
+/// Not for two owners within one process: the lock does not tell them apart.
+class Endpoint {
+public:
+    Endpoint() = default;
+    ~Endpoint();
+
+    Endpoint(const Endpoint&) = delete;
+    Endpoint& operator=(const Endpoint&) = delete;
+
+    /// Makes the directory if need be, takes the lock and clears away a socket that a killed owner
+    /// left. Changes nothing when another process holds the lock. A failure has been logged, once,
+    /// when this returns.
+    /// @return kNoError; kAlreadyInUse; kBadPath (directory missing, not usable, or its path too
+    ///         long for a socket); kSystemCallFailed
+    [[nodiscard]] eErrorT claim(const std::string& sDirectory, const std::string& sName);
+
+    /// Path to bind to; valid after claim().
+    [[nodiscard]] const std::string& path() const { return m_sSocketPath; }
+
+    /// Removes the socket and gives the place up. Does nothing unless claimed.
+    void release();
+
+private:
+    [[nodiscard]] eErrorT lock(const std::string& sDirectory, const std::string& sLockPath);
+    [[nodiscard]] eErrorT removeStaleSocket();
+
+    std::string m_sSocketPath;
+    int m_lockFd = -1;
+};
+
+}  // namespace PbUtility
+
+#endif
