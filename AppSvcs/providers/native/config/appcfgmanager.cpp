@@ -1,0 +1,121 @@
+#include "appcfgmanager.h"
+
+#include <strings.h>
+
+#include <algorithm>
+#include <cstdlib>
+#include <limits>
+
+#include "cfghandler.h"
+#include "configstore.h"
+#include "dispatcher.h"
+#include "logmsg.h"
+
+namespace AppConfig {
+
+AppCfgManager* AppCfgManager::getInstance() { return &ConfigStore::process().manager(); }
+
+eErrorT AppCfgManager::setSecurityRole(AppConfig::SecurityRole role) {
+    m_impl->setServiceRole(role);
+    return kNoError;
+}
+
+eErrorT AppCfgManager::setPbInterface(PbUtility::PbUtils* pbInterface) {
+    if (pbInterface == nullptr) {
+        return kBadParameter;
+    }
+    PbUtility::PbUtilsImpl::of(*pbInterface).setRequestHandler(m_impl->requests());
+    return kNoError;
+}
+
+std::string AppCfgManager::getConfigVar(const std::string& node, int nodeInstance,
+                                        const std::string& var, int varInstance) {
+    const Cell* const cell = m_impl->find({node, nodeInstance, var, varInstance});
+    return cell == nullptr ? "" : cell->sValue;
+}
+
+bool AppCfgManager::getConfigVarBool(const std::string& node, int nodeInstance,
+                                     const std::string& var, int varInstance) {
+    return strcasecmp(getConfigVar(node, nodeInstance, var, varInstance).c_str(), "true") == 0;
+}
+
+int AppCfgManager::getConfigVarInt(const std::string& node, int nodeInstance,
+                                   const std::string& var, int varInstance) {
+    const std::string sValue = getConfigVar(node, nodeInstance, var, varInstance);
+    return static_cast<int>(std::clamp<long>(std::strtol(sValue.c_str(), nullptr, 10),
+                                             std::numeric_limits<int>::min(),
+                                             std::numeric_limits<int>::max()));
+}
+
+eErrorT AppCfgManager::setConfigVar(const std::string& node, int nodeInstance,
+                                    const std::string& var, int varInstance,
+                                    const std::string& value, ConfigResult* result) {
+    return m_impl->write({node, nodeInstance, var, varInstance}, value, result);
+}
+
+eErrorT AppCfgManager::setConfigVar(const std::string& node, int nodeInstance,
+                                    const std::string& var, int varInstance, const char* value,
+                                    ConfigResult* result) {
+    return m_impl->write({node, nodeInstance, var, varInstance}, value, result);
+}
+
+eErrorT AppCfgManager::getConfigDefaultOptions(const std::string& node, int nodeInstance,
+                                               const std::string& var, int varInstance,
+                                               std::vector<std::string>& options) {
+    const Cell* const cell = m_impl->find({node, nodeInstance, var, varInstance});
+    if (cell == nullptr) {
+        return kItemNotFound;
+    }
+    options.assign(cell->row->option().begin(), cell->row->option().end());
+    return kNoError;
+}
+
+eErrorT AppCfgManager::setConfigOptions(const std::string& node, int nodeInstance,
+                                        const std::string& var, int varInstance,
+                                        const std::vector<std::string>& options) {
+    return m_impl->offer({node, nodeInstance, var, varInstance}, options);
+}
+
+eErrorT AppCfgManager::setAccessLevels(const std::list<ConfigVar>& vars,
+                                       const AppConfig::SecurityRole* roleRead,
+                                       const AppConfig::SecurityRole* roleWrite,
+                                       std::list<std::pair<ConfigVar, eErrorT>>& errors) {
+    eErrorT result = kNoError;
+    for (ConfigVar var : vars) {  // a copy: the readers are not const
+        const eErrorT code = m_impl->grant(
+            {var.getNodeName(), var.getNodeInstance(), var.getVarName(), var.getVarInstance()},
+            roleRead, roleWrite);
+        if (code != kNoError) {
+            errors.emplace_back(var, code);
+            result = code;
+        }
+    }
+    return result;
+}
+
+}  // namespace AppConfig
+
+namespace {
+
+template <typename Handler>
+eErrorT addHandler(const std::string& sNode, const std::string& sVariable, Handler* handler,
+                   AppConfig::AppCfgManager* manager) {
+    const eErrorT result = AppConfig::ConfigStore::of(manager).add(sNode, sVariable, handler);
+    if (result != kNoError) {
+        logerr("cfgCommon", "no handler for %s.%s: code %d\n", sNode.c_str(), sVariable.c_str(),
+               result);
+    }
+    return result;
+}
+
+}  // namespace
+
+eErrorT registerHandler(std::string nodeName, std::string varName, ProviderConfigHandler* handler,
+                        AppConfig::AppCfgManager* manager) {
+    return addHandler(nodeName, varName, handler, manager);
+}
+
+eErrorT registerHandler(std::string nodeName, std::string varName, ConsumerConfigHandler* handler,
+                        AppConfig::AppCfgManager* manager) {
+    return addHandler(nodeName, varName, handler, manager);
+}

@@ -1,0 +1,152 @@
+#ifndef CONFIG_STORE_CONFIGSTORE_H
+#define CONFIG_STORE_CONFIGSTORE_H
+
+#include <cstddef>
+#include <deque>
+#include <functional>
+#include <list>
+#include <memory>
+#include <span>
+#include <string>
+#include <string_view>
+#include <utility>
+#include <vector>
+
+#include "appcfgmanager.h"
+#include "cfghandler.h"
+#include "cfgresult.h"
+#include "requesthandler.h"
+#include "requests.h"
+#include "schema.h"
+#include "state.h"
+
+namespace AppConfig {
+
+/// What the store itself answers a requester, each with a tag of its own, besides those of the
+/// schema.
+inline constexpr const char* ERR_UNKNOWN_VARIABLE = "ERR_UNKNOWN_VARIABLE";
+inline constexpr const char* ERR_READ_ONLY = "ERR_READ_ONLY";
+inline constexpr const char* ERR_NOT_OFFERED = "ERR_NOT_OFFERED";
+inline constexpr const char* ERR_CASCADE_TOO_LONG = "ERR_CASCADE_TOO_LONG";
+
+/// A proposed value, as it came in.
+struct Proposal {
+    AddressView address;
+    std::string_view sValue;
+};
+
+/// Outcome of a request to change variables.
+struct Verdict {
+    eErrorT code = kNoError;
+    std::list<std::string> tags{};
+    bool bRebootNeeded = false;
+    std::size_t nFailed = 0;        ///< the proposal that was refused, when one was
+    std::vector<Effect> effects{};  ///< all that is different after an accepted change
+};
+
+enum class Mode {
+    kCommit,
+    kRehearse,  ///< everything runs as for a change, and is taken back
+};
+
+/// The handlers of a variable, whatever its instance. Borrowed.
+struct Handlers {
+    ProviderConfigHandler* provider = nullptr;
+    std::vector<ConsumerConfigHandler*> consumers;  ///< in the order registered
+};
+
+/// What stands behind AppCfgManager: the schema's variables, the handlers registered for them, and
+/// the order in which a change runs. Threads as AppCfgManager.
+///
+/// A change is a transaction. Each of its proposals is checked (the variable exists and the
+/// requester may see it, may change it, the text is a value of its kind, it is offered now, the
+/// provider finds it valid), stored, and told to the provider's `onSet` and the consumers'
+/// `change`. What these write takes effect at once; the notifications that follow from it are
+/// queued and run one after the other, never within one another. A refusal takes back everything
+/// that the request did, so that it is all or nothing.
+class ConfigStore {
+public:
+    explicit ConfigStore(Schema schema);
+
+    ConfigStore(const ConfigStore&) = delete;
+    ConfigStore& operator=(const ConfigStore&) = delete;
+
+    /// The process's store, on the schema that loadSchema() finds; made on the first call.
+    static ConfigStore& process();
+    /// Lets the next call of process() make a new one; for tests, once no handler uses the old one.
+    static void discardProcess();
+    /// The store behind `manager`; the process's for null.
+    static ConfigStore& of(AppCfgManager* manager);
+
+    /// The store as the service sees it.
+    [[nodiscard]] AppCfgManager& manager() { return m_manager; }
+    [[nodiscard]] PbUtility::RequestHandler& requests() { return m_requests; }
+
+    // registration
+    [[nodiscard]] eErrorT add(std::string_view sNode, std::string_view sVariable,
+                              ProviderConfigHandler* handler);
+    [[nodiscard]] eErrorT add(std::string_view sNode, std::string_view sVariable,
+                              ConsumerConfigHandler* handler);
+
+    // for requesters
+    /// The variable, if it exists and the requester may see it; the two cases are not told apart.
+    /// A refusal has been logged when this returns null.
+    [[nodiscard]] const Cell* read(const PbUtility::Requester& requester,
+                                   const AddressView& address);
+    [[nodiscard]] const std::vector<Cell>& cells() const { return m_state.cells(); }
+    [[nodiscard]] const Handlers& handlersOf(const Cell& cell) const {
+        return m_handlers[cell.nRow];
+    }
+    /// Applies the proposals in order, all or none. A refusal has been logged when this returns.
+    /// @param whileApplied  called with the verdict of an accepted change while it stands, also in
+    ///                      a rehearsal
+    Verdict change(const PbUtility::Requester& requester, std::span<const Proposal> proposals,
+                   Mode mode, const std::function<void(const Verdict&)>& whileApplied);
+    /// Makes what the service has written outside of any change a transaction of its own, and lets
+    /// it set in motion what it does: no handler is called back during start-up.
+    void settle();
+
+    // for the service: see AppCfgManager
+    void setServiceRole(SecurityRole role) { m_serviceRole = role; }
+    [[nodiscard]] const Cell* find(const AddressView& address) { return m_state.find(address); }
+    [[nodiscard]] eErrorT write(const AddressView& address, const std::string& sValue,
+                                ConfigResult* result);
+    [[nodiscard]] eErrorT offer(const AddressView& address,
+                                const std::vector<std::string>& options);
+    [[nodiscard]] eErrorT grant(const AddressView& address, const SecurityRole* read,
+                                const SecurityRole* write);
+
+private:
+    /// A stored value that its handlers have not been told yet.
+    struct Notification {
+        const Cell* cell;
+        std::string sValue;
+        SecurityRole role;
+        std::string sContext;
+        ConfigResult result;
+    };
+
+    static std::unique_ptr<ConfigStore>& processSlot();
+    [[nodiscard]] eErrorT rowFor(const void* handler, std::string_view sNode,
+                                 std::string_view sVariable, std::size_t& nRow) const;
+    [[nodiscard]] Verdict applyAll(const PbUtility::Requester& requester,
+                                   std::span<const Proposal> proposals);
+    void takeBack();
+    [[nodiscard]] Cell* findVisible(const AddressView& address, SecurityRole role);
+    [[nodiscard]] Verdict apply(const PbUtility::Requester& requester, const Proposal& proposal);
+    [[nodiscard]] Verdict carryOut(Cell& cell, Notification notification);
+    [[nodiscard]] bool deliver();
+    void notify(Notification& notification);
+
+    const Schema m_schema;
+    State m_state;
+    std::vector<Handlers> m_handlers;  ///< by row of the schema
+    std::deque<Notification> m_queue;
+    SecurityRole m_serviceRole = kUser;
+    AppCfgManager m_manager;
+    ConfigRequests m_requests;
+};
+
+}  // namespace AppConfig
+
+#endif

@@ -1,0 +1,253 @@
+#include "schema.h"
+
+#include <google/protobuf/io/tokenizer.h>
+#include <google/protobuf/io/zero_copy_stream_impl_lite.h>
+#include <google/protobuf/text_format.h>
+#include <strings.h>
+
+#include <algorithm>
+#include <charconv>
+#include <cstdint>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <memory>
+#include <set>
+#include <utility>
+#include <vector>
+
+#include "address.h"
+#include "directories.h"
+#include "logmsg.h"
+#include "names.h"
+
+namespace AppConfig {
+
+namespace {
+
+using google::protobuf::TextFormat;
+using pbcommon::VariableRow;
+
+constexpr std::uint32_t kMaxInstances = 1000;
+
+/// Keeps the first fault that the text format's parser reports.
+class FirstFault : public google::protobuf::io::ErrorCollector {
+public:
+    void AddError(int line, google::protobuf::io::ColumnNumber /*column*/,
+                  const std::string& message) override {
+        if (m_sMessage.empty()) {
+            m_nLine = line;
+            m_sMessage = message;
+        }
+    }
+
+    [[nodiscard]] int line() const { return m_nLine; }
+    [[nodiscard]] const std::string& message() const { return m_sMessage; }
+
+private:
+    int m_nLine = 0;
+    std::string m_sMessage;
+};
+
+/// Lines count from 0 in the parser, from 1 for people.
+std::string report(const std::string& sFile, int nLine, const std::string& sReason) {
+    return sFile + ":" + std::to_string(nLine + 1) + ": " + sReason;
+}
+
+bool isBoolean(const std::string& sValue) {
+    return strcasecmp(sValue.c_str(), "true") == 0 || strcasecmp(sValue.c_str(), "false") == 0;
+}
+
+bool isIntegerOf(const VariableRow& row, std::string_view sValue) {
+    int nValue = 0;
+    const char* const last = sValue.data() + sValue.size();
+    const auto [end, error] = std::from_chars(sValue.data(), last, nValue);
+    return error == std::errc() && end == last && nValue >= row.minimum() &&
+           nValue <= row.maximum();
+}
+
+bool isOptionOf(const VariableRow& row, std::string_view sValue) {
+    return std::find(row.option().begin(), row.option().end(), sValue) != row.option().end();
+}
+
+/// A name as the address syntax takes it, in lower case, as variables are identified.
+bool areNames(const std::string& sNode, const std::string& sVariable) {
+    const auto address = pbcommon::parseAddress(sNode + "." + sVariable);
+    const auto isUpper = [](char c) { return c >= 'A' && c <= 'Z'; };
+    return address && address->sNode == sNode && address->sVariable == sVariable &&
+           std::none_of(sNode.begin(), sNode.end(), isUpper) &&
+           std::none_of(sVariable.begin(), sVariable.end(), isUpper);
+}
+
+/// A fault of the bounds that a row's kind takes, and no other kind; empty without one.
+std::string faultOfBounds(const VariableRow& row) {
+    const bool bText = row.kind() == pbcommon::TEXT || row.kind() == pbcommon::SECRET;
+    const std::set<std::string> distinct(row.option().begin(), row.option().end());
+    if (row.kind() == pbcommon::KIND_UNSPECIFIED) {
+        return "no kind";
+    }
+    if ((row.kind() == pbcommon::ENUMERATION) != (row.option_size() > 0)) {
+        return "options belong to an enumeration, and an enumeration needs them";
+    }
+    if (static_cast<int>(distinct.size()) != row.option_size()) {
+        return "an option is listed twice";
+    }
+    if (bText != (row.max_length() > 0)) {
+        return "max_length belongs to a text or secret, which needs it";
+    }
+    if (row.kind() == pbcommon::INTEGER ? row.minimum() > row.maximum()
+                                        : row.minimum() != 0 || row.maximum() != 0) {
+        return "minimum and maximum belong to an integer, the lower one first";
+    }
+    return "";
+}
+
+/// What is wrong with a row by itself; empty when nothing is.
+std::string faultOf(const VariableRow& row) {
+    if (row.node().empty() || row.name().empty()) {
+        return "a variable needs a node and a name";
+    }
+    if (!areNames(row.node(), row.name())) {
+        return "not a name in lower-case letters, digits, '_' and '-'";
+    }
+    if (row.node_instances() < 1 || row.node_instances() > kMaxInstances || row.instances() < 1 ||
+        row.instances() > kMaxInstances) {
+        return "instances go from 1 to " + std::to_string(kMaxInstances);
+    }
+    if (!pbcommon::Role_IsValid(row.read()) || !pbcommon::Role_IsValid(row.write())) {
+        return "an access level is no role";
+    }
+    std::string sBounds = faultOfBounds(row);
+    if (!sBounds.empty()) {
+        return sBounds;
+    }
+    return kindRefusal(row, row.default_value()) == nullptr ? ""
+                                                            : "its default is no value of its kind";
+}
+
+std::string contentOf(const std::filesystem::path& path, bool& bRead) {
+    std::ifstream file(path, std::ios::binary);
+    std::string text{std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
+    bRead = file.is_open() && !file.bad();
+    return text;
+}
+
+std::vector<std::filesystem::path> schemaFilesIn(const std::string& sDirectory) {
+    std::vector<std::filesystem::path> files;
+    std::error_code error;
+    for (std::filesystem::directory_iterator entry(sDirectory, error), end; !error && entry != end;
+         entry.increment(error)) {
+        if (entry->path().extension() == ".textproto") {
+            files.push_back(entry->path());
+        }
+    }
+    std::sort(files.begin(), files.end());
+    return files;
+}
+
+}  // namespace
+
+const char* kindRefusal(const VariableRow& row, std::string_view sValue) {
+    bool bOfKind = false;
+    switch (row.kind()) {
+        case pbcommon::BOOLEAN:
+            bOfKind = isBoolean(std::string(sValue)) && pbcommon::isCleanText(sValue);
+            break;
+        case pbcommon::INTEGER:
+            bOfKind = isIntegerOf(row, sValue);
+            break;
+        case pbcommon::ENUMERATION:
+            bOfKind = isOptionOf(row, sValue);
+            break;
+        default:
+            if (sValue.size() > row.max_length()) {
+                return ERR_TOO_LONG;
+            }
+            bOfKind = pbcommon::isCleanText(sValue);
+    }
+    return bOfKind ? nullptr : ERR_INVALID_VALUE;
+}
+
+eErrorT Schema::add(std::string_view text, const std::string& sFile, std::string& sError) {
+    pbcommon::Schema parsed;
+    FirstFault fault;
+    TextFormat::ParseInfoTree places;
+    TextFormat::Parser parser;
+    parser.RecordErrorsTo(&fault);
+    parser.WriteLocationsTo(&places);
+    google::protobuf::io::ArrayInputStream input(text.data(), static_cast<int>(text.size()));
+    if (!parser.Parse(&input, &parsed)) {
+        sError = report(sFile, fault.line(), fault.message());
+        return kFileFormatError;
+    }
+    Schema extended(*this);
+    const auto* const descriptor = pbcommon::Schema::descriptor();
+    const auto faultAt = [&](int nField, int i, const std::string& sFault) {
+        const auto* const field = descriptor->FindFieldByNumber(nField);
+        sError = report(sFile, places.GetLocation(field, i).line, sFault);
+        return kFileFormatError;
+    };
+    for (int i = 0; i < parsed.variable_size(); ++i) {
+        const std::string sFault = extended.addRow(*parsed.mutable_variable(i));
+        if (!sFault.empty()) {
+            return faultAt(pbcommon::Schema::kVariableFieldNumber, i, sFault);
+        }
+    }
+    for (int i = 0; i < parsed.preset_size(); ++i) {
+        const std::string sFault = extended.preset(parsed.preset(i));
+        if (!sFault.empty()) {
+            return faultAt(pbcommon::Schema::kPresetFieldNumber, i, sFault);
+        }
+    }
+    *this = std::move(extended);
+    return kNoError;
+}
+
+/// Adds a row. @return what is wrong with it; empty when it has been added
+std::string Schema::addRow(VariableRow& row) {
+    row.set_node_instances(row.has_node_instances() ? row.node_instances() : 1);
+    row.set_instances(row.has_instances() ? row.instances() : 1);
+    const std::string sName = row.node() + "." + row.name();
+    const std::string sFault = m_places.contains(sName) ? "listed twice" : faultOf(row);
+    if (!sFault.empty()) {
+        return sName + ": " + sFault;
+    }
+    m_places.emplace(sName, m_rows.size());
+    m_rows.push_back(std::move(row));
+    return "";
+}
+
+/// Changes a default. @return what is wrong with it; empty when it has been changed
+std::string Schema::preset(const pbcommon::Preset& preset) {
+    const std::string sName = preset.node() + "." + preset.name();
+    const auto place = m_places.find(sName);
+    if (place == m_places.end()) {
+        return sName + ": no variable of this name";
+    }
+    VariableRow& row = m_rows[place->second];
+    if (kindRefusal(row, preset.default_value()) != nullptr) {
+        return sName + ": its preset is no value of its kind";
+    }
+    row.set_default_value(preset.default_value());
+    return "";
+}
+
+Schema loadSchema() {
+    Schema schema;
+    std::string sError;
+    if (schema.add(roomSystemSchema, "roomsystem.textproto", sError) != kNoError) {
+        logcrit("cfgCommon", "schema %s\n", sError.c_str());
+    }
+    for (const std::filesystem::path& path : schemaFilesIn(pbcommon::configurationDirectory())) {
+        bool bRead = false;
+        const std::string text = contentOf(path, bRead);
+        if (!bRead) {
+            logcrit("cfgCommon", "schema %s cannot be read; left out\n", path.c_str());
+        } else if (schema.add(text, path, sError) != kNoError) {
+            logcrit("cfgCommon", "schema %s; the file is left out\n", sError.c_str());
+        }
+    }
+    return schema;
+}
+
+}  // namespace AppConfig

@@ -1,0 +1,53 @@
+#ifndef CONFIG_STORE_SCHEMA_H
+#define CONFIG_STORE_SCHEMA_H
+
+#include <deque>
+#include <string>
+#include <string_view>
+#include <unordered_map>
+
+#include "ErrTypes.h"
+#include "schema.pb.h"
+
+namespace AppConfig {
+
+/// The room system's own settings, in protobuf's text format.
+extern const std::string_view roomSystemSchema;
+
+/// What the store says of a refused value, each a tag for the requester.
+inline constexpr const char* ERR_INVALID_VALUE = "ERR_INVALID_VALUE";  ///< not a value of its kind
+inline constexpr const char* ERR_TOO_LONG = "ERR_TOO_LONG";            ///< text over its length
+
+/// Why `sValue` is no value of the variable's kind: one of the tags above; null when it is one.
+/// Kinds, ranges and default options count here, narrowed options do not.
+[[nodiscard]] const char* kindRefusal(const pbcommon::VariableRow& row, std::string_view sValue);
+
+/// Which variables exist. Every row is whole: its instance counts are set, its default is a value
+/// of its kind, and no two rows name the same variable.
+class Schema {
+public:
+    /// Adds the rows of a schema text and takes its presets over, all or, when one is faulty, none.
+    /// @param sFile   where the text comes from, for the report
+    /// @param sError  "file:line: reason" on a failure
+    /// @return kNoError; kFileFormatError
+    [[nodiscard]] eErrorT add(std::string_view text, const std::string& sFile, std::string& sError);
+
+    /// In the order added. Rows keep their address.
+    [[nodiscard]] const std::deque<pbcommon::VariableRow>& rows() const { return m_rows; }
+
+private:
+    [[nodiscard]] std::string addRow(pbcommon::VariableRow& row);
+    [[nodiscard]] std::string preset(const pbcommon::Preset& preset);
+
+    std::deque<pbcommon::VariableRow> m_rows;
+    std::unordered_map<std::string, std::size_t> m_places;  ///< of the rows, by "node.variable"
+};
+
+/// The schema that this process works with: the room system's own, and the *.textproto files of the
+/// configuration directory in the order of their names. A file that is faulty is logged as critical
+/// and left out.
+[[nodiscard]] Schema loadSchema();
+
+}  // namespace AppConfig
+
+#endif

@@ -1,0 +1,161 @@
+#include "state.h"
+
+#include <strings.h>
+
+#include <algorithm>
+#include <cstdint>
+#include <map>
+#include <utility>
+
+#include "address.h"
+
+namespace AppConfig {
+
+namespace {
+
+char lower(char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c; }
+
+/// What the aspect of `like` is now.
+AspectState present(const Cell& cell, const AspectState& like) {
+    if (std::holds_alternative<std::string>(like)) {
+        return cell.sValue;
+    }
+    if (std::holds_alternative<AccessLevel>(like)) {
+        return cell.access;
+    }
+    return cell.offered;
+}
+
+bool equalIgnoringCase(std::string_view a, std::string_view b) {
+    return a.size() == b.size() && strncasecmp(a.data(), b.data(), a.size()) == 0;
+}
+
+}  // namespace
+
+std::size_t State::NameHash::operator()(const Name& name) const {
+    // FNV-1a over the lower-case names
+    std::uint64_t hash = 14695981039346656037U;
+    for (const std::string_view part : {name.sNode, name.sVariable}) {
+        for (const char c : part) {
+            hash = (hash ^ static_cast<unsigned char>(lower(c))) * 1099511628211U;
+        }
+    }
+    return static_cast<std::size_t>(hash);
+}
+
+bool State::NameEqual::operator()(const Name& a, const Name& b) const {
+    return equalIgnoringCase(a.sNode, b.sNode) && equalIgnoringCase(a.sVariable, b.sVariable);
+}
+
+State::State(const Schema& schema) {
+    std::size_t nRow = 0;
+    for (const pbcommon::VariableRow& row : schema.rows()) {
+        m_rowsByName.emplace(Name{row.node(), row.name()}, Row{nRow, m_cells.size()});
+        const auto nNodeInstances = static_cast<int>(row.node_instances());
+        const auto nVarInstances = static_cast<int>(row.instances());
+        for (int nNode = 0; nNode < nNodeInstances; ++nNode) {
+            for (int nVar = 0; nVar < nVarInstances; ++nVar) {
+                m_cells.push_back(
+                    {.row = &row,
+                     .nRow = nRow,
+                     .nNodeInstance = nNode,
+                     .nVarInstance = nVar,
+                     .sAddress = pbcommon::formatAddress({row.node(), nNode, row.name(), nVar}),
+                     .sValue = row.default_value(),
+                     .offered = {row.option().begin(), row.option().end()},
+                     .access = {.read = static_cast<SecurityRole>(row.read()),
+                                .write = static_cast<SecurityRole>(row.write())}});
+            }
+        }
+        ++nRow;
+    }
+}
+
+Cell* State::find(const AddressView& address) {
+    const auto found = m_rowsByName.find({address.sNode, address.sVariable});
+    if (found == m_rowsByName.end()) {
+        return nullptr;
+    }
+    const pbcommon::VariableRow& row = *m_cells[found->second.nFirstCell].row;
+    // a negative instance becomes a number beyond every count
+    const auto nNodeInstance = static_cast<std::uint32_t>(address.nNodeInstance);
+    const auto nVarInstance = static_cast<std::uint32_t>(address.nVarInstance);
+    if (nNodeInstance >= row.node_instances() || nVarInstance >= row.instances()) {
+        return nullptr;
+    }
+    return &m_cells[found->second.nFirstCell + std::size_t{nNodeInstance} * row.instances() +
+                    nVarInstance];
+}
+
+bool State::findRow(std::string_view sNode, std::string_view sVariable, std::size_t& nRow) const {
+    const auto found = m_rowsByName.find({sNode, sVariable});
+    if (found == m_rowsByName.end()) {
+        return false;
+    }
+    nRow = found->second.nRow;
+    return true;
+}
+
+void State::setValue(Cell& cell, std::string sValue) {
+    if (cell.sValue != sValue) {
+        m_undoLog.emplace_back(cell, m_cause, std::exchange(cell.sValue, std::move(sValue)));
+    }
+}
+
+void State::setOffered(Cell& cell, std::vector<std::string> offered) {
+    if (cell.offered != offered) {
+        m_undoLog.emplace_back(cell, m_cause, std::exchange(cell.offered, std::move(offered)));
+    }
+}
+
+void State::setAccess(Cell& cell, AccessLevel access) {
+    if (cell.access != access) {
+        m_undoLog.emplace_back(cell, m_cause, std::exchange(cell.access, access));
+    }
+}
+
+std::vector<Effect> State::effects() const {
+    std::vector<Effect> effects;
+    std::map<std::pair<const Cell*, std::size_t>, std::size_t> places;  // by cell and aspect
+    for (const OldState& old : m_undoLog) {
+        const auto [place, bFirst] =
+            places.try_emplace({old.cell, old.was.index()}, effects.size());
+        if (bFirst) {
+            effects.push_back({.cell = old.cell,
+                               .before = old.was,
+                               .after = present(*old.cell, old.was),
+                               .cause = old.cause});
+        }
+        effects[place->second].cause = old.cause;
+    }
+    for (Effect& effect : effects) {
+        const auto access = places.find({effect.cell, AspectState(AccessLevel{}).index()});
+        const SecurityRole after = effect.cell->access.read;
+        const SecurityRole before =
+            access == places.end() ? after
+                                   : std::get<AccessLevel>(effects[access->second].before).read;
+        // that a variable appears or disappears may be told to whoever sees it on one side
+        const bool bAccess = std::holds_alternative<AccessLevel>(effect.before);
+        effect.lowestReader = bAccess ? std::min(before, after) : std::max(before, after);
+    }
+    std::erase_if(effects, [](const Effect& effect) { return effect.before == effect.after; });
+    return effects;
+}
+
+void State::commit() { m_undoLog.clear(); }
+
+void State::rollBack() {
+    while (!m_undoLog.empty()) {
+        OldState& old = m_undoLog.back();
+        if (auto* const sValue = std::get_if<std::string>(&old.was)) {
+            old.cell->sValue = std::move(*sValue);
+        } else if (auto* const offered = std::get_if<std::vector<std::string>>(&old.was)) {
+            old.cell->offered = std::move(*offered);
+        } else if (const auto* const access = std::get_if<AccessLevel>(&old.was)) {
+            old.cell->access = *access;
+        }
+        m_undoLog.pop_back();
+    }
+}
+
+}  // namespace AppConfig
