@@ -1,0 +1,108 @@
+#include "commandline.h"
+
+#include <CLI/CLI.hpp>
+#include <algorithm>
+#include <cstddef>
+#include <iterator>
+#include <sstream>
+#include <vector>
+
+#include "names.h"
+
+namespace cfgctl {
+
+namespace {
+
+constexpr const char* kMainHelp =
+    "A variable is written node.variable, with [n] behind either for an instance other than 0.\n"
+    "Exit status: 0 accepted, 1 refused, 2 wrong usage, 3 no service.\n"
+    "Example: cfgctl set management.snmp.listeningport=8161";
+
+pbcommon::Role roleOf(const std::string& sName) {
+    if (const auto role = roleNamed(sName)) {
+        return *role;
+    }
+    throw CLI::ValidationError(
+        "--role", "'" + sName + "' is none of " + CLI::detail::join(roleNames(), ", "));
+}
+
+/// The options that stand before a command or behind it.
+void addGlobalOptions(CLI::App& app, CommandLine& line) {
+    app.set_help_flag("-h,--help", "Print this help and end");
+    app.add_option_function<std::string>(
+           "--role", [&line](const std::string& sName) { line.role = roleOf(sName); },
+           "Act as user, admin, provisioning or system; else in your highest role")
+        ->type_name("ROLE");
+    app.add_flag("--json", line.bJson, "Print the service's answer as one JSON document");
+}
+
+void addCommand(CLI::App& app, const CommandT& command, CommandLine& line) {
+    CLI::App& sub = *app.add_subcommand(command.name, command.isHidden() ? "" : command.summary);
+    addGlobalOptions(sub, line);
+    sub.footer(command.help);
+    sub.callback([&line, &command] { line.command = &command; });
+    if (command.isHidden()) {
+        sub.group("");
+    }
+    if (command.bDryRun) {
+        sub.add_flag("--dry-run", line.bDryRun, "Tell what would happen, and change nothing");
+    }
+    if (command.operands != OperandCount::kNone) {
+        const bool bNeeded = command.operands != OperandCount::kAtMostOne;
+        sub.add_option(command.operand, line.operands, command.operandHelp)
+            ->type_name("")
+            ->required(bNeeded)
+            ->expected(bNeeded ? 1 : 0, command.operands == OperandCount::kAny ? -1 : 1);
+    }
+}
+
+}  // namespace
+
+std::vector<std::string> roleNames() {
+    std::vector<std::string> names;
+    for (int nRole = pbcommon::kUser; nRole <= pbcommon::kSystem; ++nRole) {
+        names.push_back(pbcommon::roleName(nRole));
+    }
+    return names;
+}
+
+std::optional<pbcommon::Role> roleNamed(const std::string& sName) {
+    const std::vector<std::string> names = roleNames();
+    const auto found = std::ranges::find(names, sName);
+    if (found == names.end()) {
+        return std::nullopt;
+    }
+    return static_cast<pbcommon::Role>(std::distance(names.begin(), found));
+}
+
+CommandLine parseCommandLine(int argc, const char* const* argv) {
+    CommandLine line;
+    CLI::App app("Reads and changes the settings of the application-configuration service.",
+                 "cfgctl");
+    addGlobalOptions(app, line);
+    app.set_version_flag("--version", "cfgctl " CFGCTL_VERSION, "Print the version and end");
+    app.footer(kMainHelp);
+    app.require_subcommand(1);
+    app.get_formatter()->label("SUBCOMMAND", "COMMAND");
+    for (const CommandT& command : commands()) {
+        addCommand(app, command, line);
+    }
+    try {
+        app.parse(argc, argv);
+    } catch (const CLI::ParseError& error) {
+        if (error.get_exit_code() != 0) {
+            const std::vector<std::string> unknown = app.remaining();
+            throw Failure(kUsage, (unknown.empty() || !app.get_subcommands().empty()
+                                       ? std::string(error.what())
+                                       : "'" + unknown.front() + "' is no command or option") +
+                                      "; try 'cfgctl --help'");
+        }
+        std::ostringstream text;
+        app.exit(error, text, text);
+        line.text = text.str();
+        line.command = nullptr;
+    }
+    return line;
+}
+
+}  // namespace cfgctl

@@ -1,0 +1,108 @@
+#include "input.h"
+
+#include <termios.h>
+#include <unistd.h>
+
+#include <array>
+#include <cerrno>
+#include <csignal>
+#include <cstring>
+
+#include "failure.h"
+#include "frame.h"
+#include "output.h"
+
+namespace cfgctl {
+
+namespace {
+
+volatile std::sig_atomic_t gSignal = 0;
+
+void noteSignal(int nSignal) { gSignal = nSignal; }
+
+/// Standard input, a terminal, shows nothing of what is typed while this lives. Signals that would
+/// leave it so are noted in gSignal instead and make a read return.
+class HiddenTyping {
+public:
+    HiddenTyping() {
+        gSignal = 0;
+        struct sigaction note {};
+        note.sa_handler = noteSignal;  // without SA_RESTART: read() shall return
+        for (std::size_t i = 0; i < kSignals.size(); ++i) {
+            sigaction(kSignals[i], &note, &m_actions[i]);
+        }
+        tcgetattr(STDIN_FILENO, &m_modes);
+        termios hidden = m_modes;
+        hidden.c_lflag = (hidden.c_lflag & ~static_cast<tcflag_t>(ECHO)) | ECHONL;
+        tcsetattr(STDIN_FILENO, TCSAFLUSH, &hidden);
+    }
+    ~HiddenTyping() {
+        tcsetattr(STDIN_FILENO, TCSADRAIN, &m_modes);
+        for (std::size_t i = 0; i < kSignals.size(); ++i) {
+            sigaction(kSignals[i], &m_actions[i], nullptr);
+        }
+    }
+
+    HiddenTyping(const HiddenTyping&) = delete;
+    HiddenTyping& operator=(const HiddenTyping&) = delete;
+
+private:
+    static constexpr std::array<int, 5> kSignals = {SIGINT, SIGTERM, SIGHUP, SIGQUIT, SIGTSTP};
+
+    std::array<struct sigaction, kSignals.size()> m_actions{};
+    termios m_modes{};
+};
+
+/// Reads to the end of the input or, with bLine, of the line, or until a signal was noted.
+std::string readInput(bool bLine) {
+    std::string text;
+    std::array<char, 4096> part{};
+    while (gSignal == 0 && text.size() <= pbcommon::kMaxMessageBytes &&
+           !(bLine && text.ends_with('\n'))) {
+        const ssize_t nResult = read(STDIN_FILENO, part.data(), part.size());
+        if (nResult == 0) {
+            break;
+        }
+        if (nResult > 0) {
+            text.append(part.data(), static_cast<std::size_t>(nResult));
+        } else if (errno != EINTR) {
+            throw Failure(kUsage,
+                          std::string("cannot read standard input: ") + std::strerror(errno));
+        }
+    }
+    return text;
+}
+
+std::string typedValue(const std::string& sName) {
+    for (;;) {
+        std::string text;
+        {
+            const HiddenTyping hidden;
+            printError("Value for " + sName + " (not shown): ");
+            text = readInput(true);
+        }
+        if (!text.ends_with('\n')) {
+            printError("\n");  // the next line shall not stand behind the prompt
+        }
+        if (gSignal == 0) {
+            return text;
+        }
+        (void)std::raise(gSignal);  // returns when it only stopped the program: ask again
+    }
+}
+
+}  // namespace
+
+std::string readValue(const std::string& sName) {
+    const bool bTerminal = isatty(STDIN_FILENO) == 1;
+    std::string text = bTerminal ? typedValue(sName) : readInput(false);
+    if (bTerminal && text.empty()) {  // end of input; a bare return key is an empty value
+        throw Failure(kUsage, "no value was typed for " + sName + "; nothing was changed");
+    }
+    if (text.ends_with('\n')) {
+        text.pop_back();
+    }
+    return text;
+}
+
+}  // namespace cfgctl

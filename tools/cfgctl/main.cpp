@@ -1,0 +1,25 @@
+#include <google/protobuf/stubs/logging.h>
+
+#include "commandline.h"
+#include "commands.h"
+#include "failure.h"
+#include "output.h"
+
+int main(int argc, char** argv) {
+    // what is wrong with an answer is said once, in a line of the program's own
+    google::protobuf::SetLogHandler(nullptr);
+    try {
+        const cfgctl::CommandLine line = cfgctl::parseCommandLine(argc, argv);
+        cfgctl::print(line.text);
+        cfgctl::ExitStatus status = cfgctl::kAccepted;
+        if (line.command != nullptr) {
+            cfgctl::Session session(line.role, line.bJson, line.bDryRun);
+            status = line.command->run(session, line.operands);
+        }
+        cfgctl::finishOutput();
+        return status;
+    } catch (const cfgctl::Failure& failure) {
+        cfgctl::complain(failure.what());
+        return failure.status();
+    }
+}

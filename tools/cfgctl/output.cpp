@@ -1,0 +1,314 @@
+#include "output.h"
+
+#include <google/protobuf/util/json_util.h>
+#include <sys/ioctl.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <cstdint>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <ctime>
+#include <span>
+#include <tuple>
+#include <utility>
+#include <vector>
+
+#include "failure.h"
+#include "names.h"
+#include "text.h"
+
+namespace cfgctl {
+
+namespace {
+
+using RowT = std::array<std::string, std::tuple_size_v<ColumnWidthsT>>;
+
+constexpr std::size_t kUsualColumns = 80;  // of a terminal that does not tell
+constexpr const char* kNoText = "(none)";
+constexpr std::size_t kLabelColumns = std::size("not offered") - 1 + kColumnGap;
+
+/// Pairs of roles that have a name of their own.
+struct AccessNameT {
+    pbcommon::Role read;
+    pbcommon::Role write;
+    const char* name;
+};
+// clang-format off
+constexpr AccessNameT accessNameTable[] = {
+    // read              write              name
+    {pbcommon::kUser,    pbcommon::kUser,   "editable" },
+    {pbcommon::kUser,    pbcommon::kSystem, "read-only"},
+    {pbcommon::kSystem,  pbcommon::kSystem, "hidden"   },
+};
+// clang-format on
+
+std::string joined(const TextsT& texts) {
+    std::string all;
+    for (const std::string& text : texts) {
+        all += (all.empty() ? "" : " ") + text;
+    }
+    return all;
+}
+
+std::string shownValue(std::string_view value) { return value.empty() ? "\"\"" : shown(value); }
+
+std::string shownList(const TextsT& texts) {
+    return texts.empty() ? kNoText : shown(joined(texts));
+}
+
+std::string accessText(const std::string& read, const std::string& write) {
+    for (const AccessNameT& access : accessNameTable) {
+        if (read == pbcommon::roleName(access.read) && write == pbcommon::roleName(access.write)) {
+            return access.name;
+        }
+    }
+    return read + "/" + write;
+}
+
+std::string accessText(const pbcommon::Variable& variable) {
+    return accessText(pbcommon::roleName(variable.read()), pbcommon::roleName(variable.write()));
+}
+
+ColumnWidthsT naturalWidths(const std::vector<RowT>& rows) {
+    ColumnWidthsT widths{};
+    for (const RowT& row : rows) {
+        for (std::size_t i = 0; i < row.size(); ++i) {
+            widths[i] = std::max(widths[i], displayWidth(row[i]));
+        }
+    }
+    return widths;
+}
+
+std::string tableLine(const RowT& row, const ColumnWidthsT& widths) {
+    std::string text;
+    std::string sPadding;  // of the cell before: the last one gets none
+    for (std::size_t i = 0; i < row.size(); ++i) {
+        const std::string sCell = fitText(row[i], widths[i]);
+        text += sPadding + sCell;
+        sPadding.assign(widths[i] - displayWidth(sCell) + kColumnGap, ' ');
+    }
+    return text;
+}
+
+std::string aspectText(pbcommon::Aspect aspect) {
+    constexpr std::array<const char*, pbcommon::Aspect_ARRAYSIZE> kNames = {"value", "options",
+                                                                            "access"};
+    return pbcommon::Aspect_IsValid(aspect) ? kNames[static_cast<std::size_t>(aspect)] : "other";
+}
+
+/// One side of an effect.
+std::string sideText(pbcommon::Aspect aspect, const TextsT& texts) {
+    if (aspect == pbcommon::ACCESS && texts.size() == 2) {
+        return shown(accessText(texts[0], texts[1]));
+    }
+    if (aspect == pbcommon::VALUE && texts.size() <= 1) {
+        return shownValue(texts.empty() ? "" : texts[0]);
+    }
+    return shownList(texts);
+}
+
+/// "2026-11-22 23:41:07.123"
+std::string timeText(std::uint64_t nMicroseconds) {
+    const auto nSeconds = static_cast<std::time_t>(nMicroseconds / 1'000'000);
+    std::tm parts{};
+    localtime_r(&nSeconds, &parts);
+    std::array<char, 64> text{};
+    const std::size_t nLength =
+        std::strftime(text.data(), text.size(), "%Y-%m-%d %H:%M:%S", &parts);
+    const std::string sMilliseconds = std::to_string(1000 + nMicroseconds / 1000 % 1000).substr(1);
+    return std::string(text.data(), nLength) + "." + sMilliseconds;
+}
+
+/// Default options that are not offered now.
+TextsT withheldOptions(const pbcommon::Variable& variable) {
+    TextsT withheld;
+    for (const std::string& option : variable.description().option()) {
+        if (std::ranges::find(variable.offered(), option) == variable.offered().end()) {
+            *withheld.Add() = option;
+        }
+    }
+    return withheld;
+}
+
+std::string kindText(const pbcommon::Variable& variable) {
+    switch (variable.kind()) {
+        case pbcommon::BOOLEAN:
+            return "boolean";
+        case pbcommon::INTEGER:
+            return "integer " + offersText(variable);
+        case pbcommon::ENUMERATION:
+            return "enumeration";
+        default:
+            return offersText(variable);
+    }
+}
+
+}  // namespace
+
+StreamT streamOf(int fd) {
+    StreamT stream;
+    stream.bTerminal = isatty(fd) == 1;
+    if (stream.bTerminal) {
+        winsize size{};
+        const bool bTold = ioctl(fd, TIOCGWINSZ, &size) == 0 && size.ws_col > 0;
+        stream.nColumns = bTold ? size.ws_col : kUsualColumns;
+        const char* const noColour = std::getenv("NO_COLOR");
+        const char* const terminal = std::getenv("TERM");
+        stream.bColour = (noColour == nullptr || *noColour == '\0') && terminal != nullptr &&
+                         std::strcmp(terminal, "dumb") != 0;
+    }
+    return stream;
+}
+
+std::string painted(const std::string& text, Colour colour, const StreamT& stream) {
+    constexpr std::array<const char*, 4> kSequences = {"\x1b[1m", "\x1b[31m", "\x1b[32m",
+                                                       "\x1b[2m"};
+    return stream.bColour ? kSequences[static_cast<std::size_t>(colour)] + text + "\x1b[0m" : text;
+}
+
+void print(std::string_view text) { (void)std::fwrite(text.data(), 1, text.size(), stdout); }
+
+void printError(std::string_view text) { (void)std::fwrite(text.data(), 1, text.size(), stderr); }
+
+void complain(std::string_view text) { printError("cfgctl: " + shown(text) + "\n"); }
+
+void finishOutput() {
+    const bool bFailedBefore = std::ferror(stdout) != 0;
+    if (std::fflush(stdout) != 0 || bFailedBefore) {
+        throw Failure(kNoService,
+                      std::string("cannot write to standard output: ") + std::strerror(errno));
+    }
+}
+
+std::string outcomeText(const pbcommon::Reply& reply, std::string_view separator) {
+    std::string text = pbcommon::describeCode(reply.code());
+    if (reply.tag_size() > 0) {
+        text.append(separator).append(shown(joined(reply.tag())));
+    }
+    return text;
+}
+
+TextsT offeredValues(const pbcommon::Variable& variable) {
+    TextsT values = variable.offered();
+    if (variable.kind() == pbcommon::BOOLEAN) {
+        *values.Add() = "true";
+        *values.Add() = "false";
+    }
+    return values;
+}
+
+std::string offersText(const pbcommon::Variable& variable) {
+    switch (variable.kind()) {
+        case pbcommon::INTEGER:
+            return std::to_string(variable.minimum()) + ".." + std::to_string(variable.maximum());
+        case pbcommon::TEXT:
+            return "text up to " + std::to_string(variable.max_length()) + " bytes";
+        case pbcommon::SECRET:
+            return "secret up to " + std::to_string(variable.max_length()) + " bytes";
+        default:
+            return joined(offeredValues(variable));
+    }
+}
+
+std::string listing(const pbcommon::Reply& reply, const StreamT& stream) {
+    std::vector<RowT> rows = {{"VARIABLE", "VALUE", "OFFERS", "ACCESS"}};
+    for (const pbcommon::Variable& variable : reply.variable()) {
+        rows.push_back({shown(variable.name()), shown(variable.value()),
+                        shown(offersText(variable)), accessText(variable)});
+    }
+    ColumnWidthsT widths = naturalWidths(rows);
+    if (stream.bTerminal) {
+        widths = fitColumns(widths, stream.nColumns);
+    }
+    std::string text = painted(tableLine(rows.front(), widths), Colour::kBold, stream) + "\n";
+    for (const RowT& row : std::span(rows).subspan(1)) {
+        text += tableLine(row, widths) + "\n";
+    }
+    return text;
+}
+
+std::string effectLines(const EffectsT& effects, const StreamT& stream) {
+    std::vector<RowT> rows;
+    for (const pbcommon::Effect& effect : effects) {
+        if (effect.aspect() != pbcommon::VALUE || effect.cause() != "request") {
+            rows.push_back({shown(effect.variable()), aspectText(effect.aspect()),
+                            sideText(effect.aspect(), effect.before()) + " → " +
+                                sideText(effect.aspect(), effect.after()),
+                            "(" + shown(effect.cause()) + ")"});
+        }
+    }
+    const ColumnWidthsT widths = naturalWidths(rows);
+    std::string text;
+    for (RowT& row : rows) {
+        const std::string sCause = painted(row.back(), Colour::kDim, stream);
+        row.back().clear();  // painted, it is no cell: its colour takes no column
+        text += "  " + tableLine(row, widths) + sCause + "\n";
+    }
+    return text;
+}
+
+std::string changeText(const pbcommon::Change& change, const StreamT& stream) {
+    std::string text = painted(timeText(change.time_us()), Colour::kBold, stream) + "  " +
+                       shown(change.client()) + " (uid " + std::to_string(change.uid()) +
+                       ", process " + std::to_string(change.pid()) + "), role " +
+                       pbcommon::roleName(change.role()) + "\n";
+    for (const pbcommon::Variable& variable : change.assignment()) {
+        text += "  set " + shown(variable.name()) + "=" + shown(variable.value()) + "\n";
+    }
+    return text + effectLines(change.effect(), stream);
+}
+
+std::string optionLines(const pbcommon::Variable& variable) {
+    std::string text;
+    for (const std::string& value : offeredValues(variable)) {
+        text += shown(value) + "\n";
+    }
+    for (const std::string& option : withheldOptions(variable)) {
+        text += shown(option) + "  (not offered now)\n";
+    }
+    return text;
+}
+
+std::string sheet(const pbcommon::Variable& variable, const StreamT& stream) {
+    const pbcommon::Description& description = variable.description();
+    const auto valueText = [&variable](const std::string& value) {
+        const bool bMasked = variable.kind() == pbcommon::SECRET && !value.empty();
+        return shownValue(bMasked ? pbcommon::kMaskedSecret : value);
+    };
+    std::vector<std::pair<std::string, std::string>> rows = {
+        {"name", shown(variable.name())},
+        {"kind", kindText(variable)},
+        {"default", valueText(description.default_value())},
+        {"value", valueText(variable.value())}};
+    if (!optionLines(variable).empty()) {
+        rows.emplace_back("offered", shownList(offeredValues(variable)));
+        rows.emplace_back("not offered", shownList(withheldOptions(variable)));
+    }
+    const std::string& sProvider = description.provider();
+    rows.emplace_back("access", accessText(variable));
+    rows.emplace_back("provider", sProvider.empty() ? kNoText : shown(sProvider));
+    rows.emplace_back("consumers", shownList(description.consumer()));
+    std::string text;
+    for (const auto& [label, content] : rows) {
+        text += painted(label, Colour::kBold, stream) +
+                std::string(kLabelColumns - label.size(), ' ') + content + "\n";
+    }
+    return text;
+}
+
+std::string jsonText(const pbcommon::Reply& reply, bool bOneLine) {
+    google::protobuf::util::JsonPrintOptions options;
+    options.add_whitespace = !bOneLine;
+    options.preserve_proto_field_names = true;
+    options.always_print_primitive_fields = true;
+    std::string text;
+    // cannot fail: the message holds nothing that JSON does not know
+    (void)google::protobuf::util::MessageToJsonString(reply, &text, options);
+    return text + (bOneLine ? "\n" : "");
+}
+
+}  // namespace cfgctl

@@ -1,0 +1,135 @@
+#include "text.h"
+
+#include <wchar.h>
+
+#include <algorithm>
+#include <cctype>
+#include <clocale>
+#include <cwchar>
+#include <limits>
+#include <numeric>
+#include <span>
+
+#include "names.h"
+
+namespace cfgctl {
+
+namespace {
+
+/// Size of one character, in bytes of UTF-8 and in columns.
+struct CharacterT {
+    std::size_t nBytes;
+    std::size_t nColumns;
+};
+
+CharacterT firstCharacter(std::string_view text) {
+    // the C library knows every character's width, in a locale that reads UTF-8; other categories
+    // stay as they are
+    static const char* const locale = std::setlocale(LC_CTYPE, "C.UTF-8");
+    wchar_t character = 0;
+    std::mbstate_t state{};
+    const std::size_t nBytes = std::mbrtowc(&character, text.data(), text.size(), &state);
+    if (locale == nullptr || nBytes == 0 || nBytes > text.size()) {
+        return {1, 1};  // no character that can be told: printable() has left none in a value
+    }
+    return {nBytes, static_cast<std::size_t>(std::max(wcwidth(character), 0))};
+}
+
+/// Columns first to last may be narrowed to nLeast; rows are applied in order.
+struct NarrowingT {
+    std::size_t first;
+    std::size_t last;
+    std::size_t nLeast;
+};
+// clang-format off
+constexpr NarrowingT narrowingTable[] = {
+    // first last least
+    {1,      2,   8 },  // value, offers
+    {0,      0,   16},  // variable
+    {0,      3,   1 },  // a terminal too narrow for any of it
+};
+// clang-format on
+
+/// Fewest insertions, deletions and replacements of a letter that turn `a` into `b`.
+std::size_t editDistance(std::string_view a, std::string_view b) {
+    std::vector<std::size_t> row(b.size() + 1);
+    std::iota(row.begin(), row.end(), std::size_t{0});
+    for (std::size_t i = 0; i < a.size(); ++i) {
+        std::size_t diagonal = row[0];
+        row[0] = i + 1;
+        for (std::size_t j = 0; j < b.size(); ++j) {
+            const bool bSame = std::tolower(static_cast<unsigned char>(a[i])) ==
+                               std::tolower(static_cast<unsigned char>(b[j]));
+            const std::size_t replaced = diagonal + (bSame ? 0 : 1);
+            diagonal = row[j + 1];
+            row[j + 1] = std::min({replaced, row[j] + 1, diagonal + 1});
+        }
+    }
+    return row.back();
+}
+
+}  // namespace
+
+std::string shown(std::string_view text) {
+    return pbcommon::printable(text, std::numeric_limits<std::size_t>::max());
+}
+
+std::size_t displayWidth(std::string_view text) {
+    std::size_t nColumns = 0;
+    while (!text.empty()) {
+        const CharacterT character = firstCharacter(text);
+        nColumns += character.nColumns;
+        text.remove_prefix(character.nBytes);
+    }
+    return nColumns;
+}
+
+std::string fitText(std::string_view text, std::size_t nColumns) {
+    if (displayWidth(text) <= nColumns) {
+        return std::string(text);
+    }
+    if (nColumns == 0) {
+        return {};
+    }
+    std::size_t nKept = 0;
+    std::size_t nUsed = 1;  // the "…"
+    for (;;) {
+        const CharacterT character = firstCharacter(text.substr(nKept));
+        if (nUsed + character.nColumns > nColumns) {
+            return std::string(text.substr(0, nKept)) + "…";
+        }
+        nKept += character.nBytes;
+        nUsed += character.nColumns;
+    }
+}
+
+ColumnWidthsT fitColumns(ColumnWidthsT widths, std::size_t nColumns) {
+    std::size_t nTotal =
+        std::accumulate(widths.begin(), widths.end(), (widths.size() - 1) * kColumnGap);
+    for (const NarrowingT& step : narrowingTable) {
+        const std::span columns(&widths[step.first], &widths[step.last] + 1);
+        auto widest = std::ranges::max_element(columns);
+        while (nTotal > nColumns && *widest > step.nLeast) {
+            --*widest;
+            --nTotal;
+            widest = std::ranges::max_element(columns);
+        }
+    }
+    return widths;
+}
+
+std::string nearestName(std::string_view name, const std::vector<std::string>& names) {
+    // one slip, and one more for every eight letters: further away it is another name
+    std::size_t nNear = 2 + name.size() / 8;
+    std::string nearest;
+    for (const std::string& candidate : names) {
+        const std::size_t nDistance = editDistance(name, candidate);
+        if (nDistance < nNear) {
+            nNear = nDistance;
+            nearest = candidate;
+        }
+    }
+    return nearest;
+}
+
+}  // namespace cfgctl

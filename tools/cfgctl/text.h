@@ -1,0 +1,38 @@
+#ifndef CFGCTL_TEXT_H
+#define CFGCTL_TEXT_H
+
+#include <array>
+#include <cstddef>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace cfgctl {
+
+/// `text` as it may be shown, nothing cut off.
+[[nodiscard]] std::string shown(std::string_view text);
+
+/// Columns that `text` takes on a terminal: none for a combining character, two for a wide one.
+/// Needs no locale. @param text  as shown() returns it
+[[nodiscard]] std::size_t displayWidth(std::string_view text);
+
+/// `text`, or, when it is wider than `nColumns`, as much of it as fits with "…" behind it.
+[[nodiscard]] std::string fitText(std::string_view text, std::size_t nColumns);
+
+/// Blanks between two columns of a table.
+inline constexpr std::size_t kColumnGap = 2;
+/// Widths of a listing's columns: variable, value, offers, access.
+using ColumnWidthsT = std::array<std::size_t, 4>;
+
+/// Narrows the columns until the table fits into `nColumns`: value and offers first, the wider of
+/// them in turn, then the variable's name, each as far as it stays readable; then whatever is
+/// widest. No column is narrowed below 1.
+[[nodiscard]] ColumnWidthsT fitColumns(ColumnWidthsT widths, std::size_t nColumns);
+
+/// The name that `name` is most likely a misspelling of, letter case aside.
+/// @return empty when none is near; the first of equally near ones
+[[nodiscard]] std::string nearestName(std::string_view name, const std::vector<std::string>& names);
+
+}  // namespace cfgctl
+
+#endif
