@@ -24,7 +24,12 @@ eErrorT AppCfgManager::setPbInterface(PbUtility::PbUtils* pbInterface) {
     if (pbInterface == nullptr) {
         return kBadParameter;
     }
-    PbUtility::PbUtilsImpl::of(*pbInterface).setRequestHandler(m_impl->requests());
+    PbUtility::PbUtilsImpl& dispatcher = PbUtility::PbUtilsImpl::of(*pbInterface);
+    if (m_impl->database().isHeldByAnother()) {
+        dispatcher.end();  // that process serves this state
+        return kAlreadyInUse;
+    }
+    dispatcher.setRequestHandler(m_impl->requests());
     return kNoError;
 }
 

@@ -24,6 +24,20 @@ std::string under(const std::string& sBase, const std::string& sRest) {
 
 std::string systemRuntimeDirectory() { return under("/run", kServiceName); }
 
+/// A directory that outlives the login: what systemd gives, root's, or the user's.
+std::string lastingDirectory(const char* given, const char* ofSystem, const char* xdgName,
+                             const char* inHome) {
+    std::string sGiven = firstEntry(environment(given));
+    if (!sGiven.empty()) {
+        return sGiven;
+    }
+    if (geteuid() == 0) {
+        return under(ofSystem, kServiceName);
+    }
+    const std::string sXdg = environment(xdgName);
+    return under(sXdg.empty() ? under(environment("HOME"), inHome) : sXdg, kServiceName);
+}
+
 }  // namespace
 
 std::string runtimeDirectory() {
@@ -36,15 +50,11 @@ std::string runtimeDirectory() {
 }
 
 std::string configurationDirectory() {
-    std::string sGiven = firstEntry(environment("CONFIGURATION_DIRECTORY"));
-    if (!sGiven.empty()) {
-        return sGiven;
-    }
-    if (geteuid() == 0) {
-        return under("/etc", kServiceName);
-    }
-    const std::string sXdg = environment("XDG_CONFIG_HOME");
-    return under(sXdg.empty() ? under(environment("HOME"), "/.config") : sXdg, kServiceName);
+    return lastingDirectory("CONFIGURATION_DIRECTORY", "/etc", "XDG_CONFIG_HOME", "/.config");
+}
+
+std::string stateDirectory() {
+    return lastingDirectory("STATE_DIRECTORY", "/var/lib", "XDG_STATE_HOME", "/.local/state");
 }
 
 std::string socketPath(const std::string& directory, const std::string& endpointName) {

@@ -7,11 +7,12 @@
 namespace pbcommon {
 
 /// Where the service keeps what it needs, after systemd's convention: the environment variables
-/// RUNTIME_DIRECTORY and CONFIGURATION_DIRECTORY (the first entry of a list), else the system's
-/// places for root, else the XDG directories of the user. An empty text means that the environment
-/// names no place.
+/// RUNTIME_DIRECTORY, CONFIGURATION_DIRECTORY and STATE_DIRECTORY (the first entry of a list), else
+/// the system's places for root, else the XDG directories of the user. An empty text means that the
+/// environment names no place. None of them is made here.
 [[nodiscard]] std::string runtimeDirectory();        ///< /run/appconfig, $XDG_RUNTIME_DIR/appconfig
 [[nodiscard]] std::string configurationDirectory();  ///< /etc/appconfig, ~/.config/appconfig
+[[nodiscard]] std::string stateDirectory();  ///< /var/lib/appconfig, ~/.local/state/appconfig
 
 /// The socket of an endpoint in a runtime directory.
 [[nodiscard]] std::string socketPath(const std::string& directory, const std::string& endpointName);

@@ -7,6 +7,7 @@
 #include <string_view>
 
 #include "ErrTypes.h"
+#include "clientlimits.h"
 
 namespace google::protobuf {
 class MessageLite;
@@ -16,8 +17,6 @@ namespace pbcommon {
 
 /// A frame is the message's length, four bytes, most significant first, and then the message.
 inline constexpr std::size_t kFrameHeaderBytes = 4;
-/// Longest message that a frame may carry, in either direction.
-inline constexpr std::size_t kMaxMessageBytes = std::size_t{1} << 20;
 
 /// Length that a frame header announces. @param header  kFrameHeaderBytes bytes
 [[nodiscard]] std::size_t frameLength(const char* header);

@@ -1,5 +1,6 @@
 #include "names.h"
 
+#include <algorithm>
 #include <array>
 #include <cstddef>
 #include <iterator>
@@ -44,6 +45,11 @@ std::size_t characterLength(std::string_view text, char32_t& codePoint) {
                                                                                            : 0;
 }
 
+constexpr std::array<const char*, 5> kRoleNames = {"user", "admin", "provisioning", "system",
+                                                   "startup"};
+
+constexpr std::size_t kEscapedBytes = 4;
+
 void appendEscaped(std::string& out, char c) {
     constexpr std::string_view kDigits = "0123456789abcdef";
     const auto byte = static_cast<unsigned char>(c);
@@ -65,11 +71,15 @@ std::string describeCode(int nCode) {
 }
 
 std::string roleName(int nRole) {
-    constexpr std::array<const char*, 5> kNames = {"user", "admin", "provisioning", "system",
-                                                   "startup"};
-    return nRole >= 0 && nRole < static_cast<int>(kNames.size())
-               ? kNames[static_cast<std::size_t>(nRole)]
+    return nRole >= 0 && nRole < static_cast<int>(kRoleNames.size())
+               ? kRoleNames[static_cast<std::size_t>(nRole)]
                : std::to_string(nRole);
+}
+
+std::optional<int> roleNamed(std::string_view sName) {
+    const auto* const found = std::find(kRoleNames.begin(), kRoleNames.end(), sName);
+    return found == kRoleNames.end() ? std::nullopt
+                                     : std::optional(static_cast<int>(found - kRoleNames.begin()));
 }
 
 std::string printable(std::string_view text, std::size_t nMaxBytes) {
@@ -77,10 +87,11 @@ std::string printable(std::string_view text, std::size_t nMaxBytes) {
     while (!text.empty()) {
         char32_t codePoint = 0;
         const std::size_t nLength = characterLength(text, codePoint);
-        if (out.size() + nLength > nMaxBytes) {
+        const bool bEscaped = nLength == 0 || isControl(codePoint);
+        if ((bEscaped ? kEscapedBytes : nLength) > nMaxBytes - out.size()) {
             return out + "...";
         }
-        if (nLength == 0 || isControl(codePoint)) {
+        if (bEscaped) {
             appendEscaped(out, text.front());
             text.remove_prefix(1);
         } else {

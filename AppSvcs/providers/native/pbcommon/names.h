@@ -1,6 +1,7 @@
 #ifndef PBCOMMON_NAMES_H
 #define PBCOMMON_NAMES_H
 
+#include <optional>
 #include <string>
 #include <string_view>
 
@@ -11,6 +12,8 @@ namespace pbcommon {
 
 /// A role's plain name ("user", "admin", "provisioning", "system", "startup"), or its number.
 [[nodiscard]] std::string roleName(int nRole);
+/// The role of a name; nothing for a text that is none.
+[[nodiscard]] std::optional<int> roleNamed(std::string_view sName);
 
 /// Stands in the place of every secret that is shown.
 inline constexpr std::string_view kMaskedSecret = "********";

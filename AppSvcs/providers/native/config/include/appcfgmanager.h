@@ -43,7 +43,8 @@ public:
 
     /// Lets requests that come in through `pbInterface` reach the store.
     /// @param pbInterface  borrowed; outlives all dispatching
-    /// @return kNoError; kBadParameter (null)
+    /// @return kNoError; kBadParameter (null); kAlreadyInUse (another process works on the store's
+    ///         state: the dispatcher ends)
     eErrorT setPbInterface(PbUtility::PbUtils* pbInterface);
 
     /// The value exactly as stored.

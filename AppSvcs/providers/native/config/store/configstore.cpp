@@ -1,10 +1,15 @@
 #include "configstore.h"
 
+#include <unistd.h>
+
 #include <algorithm>
+#include <utility>
 
 #include "address.h"
+#include "directories.h"
 #include "logmsg.h"
 #include "names.h"
+#include "settings.h"
 
 namespace AppConfig {
 
@@ -40,12 +45,30 @@ void logRefusal(const PbUtility::Requester& requester, const AddressView& addres
 
 }  // namespace
 
-ConfigStore::ConfigStore(Schema schema)
+ConfigStore::ConfigStore(Schema schema, std::unique_ptr<Database> database)
     : m_schema(std::move(schema)),
       m_state(m_schema),
+      m_database(std::move(database)),
       m_handlers(m_schema.rows().size()),
       m_requests(*this) {
     m_manager.m_impl = this;
+    restoreState();
+}
+
+/// What is not admitted any more stays in the database until the variable is changed: a return to
+/// the former schema brings it back.
+void ConfigStore::restoreState() {
+    m_database->readSettings([this](const Setting& setting) {
+        Cell* const cell = find(setting.sVariable);
+        if (cell == nullptr) {
+            logwarn("cfgCommon", "stored %s of %s is left out: there is no such variable\n",
+                    aspectName(setting.aspect), setting.sVariable.c_str());
+        } else if (!restore(m_state, *cell, setting)) {
+            logerr("cfgCommon", "stored %s of %s is none any more: the default holds\n",
+                   aspectName(setting.aspect), setting.sVariable.c_str());
+        }
+    });
+    m_state.commit();
 }
 
 std::unique_ptr<ConfigStore>& ConfigStore::processSlot() {
@@ -57,7 +80,8 @@ std::unique_ptr<ConfigStore>& ConfigStore::processSlot() {
 ConfigStore& ConfigStore::process() {
     std::unique_ptr<ConfigStore>& store = processSlot();
     if (store == nullptr) {
-        store = std::make_unique<ConfigStore>(loadSchema());
+        store = std::make_unique<ConfigStore>(
+            loadSchema(), std::make_unique<Database>(pbcommon::stateDirectory()));
     }
     return *store;
 }
@@ -101,6 +125,13 @@ eErrorT ConfigStore::add(std::string_view sNode, std::string_view sVariable,
     return result;
 }
 
+Cell* ConfigStore::find(std::string_view sAddress) {
+    const auto address = pbcommon::parseAddress(sAddress);
+    return !address ? nullptr
+                    : m_state.find({address->sNode, address->nNodeInstance, address->sVariable,
+                                    address->nVarInstance});
+}
+
 Cell* ConfigStore::findVisible(const AddressView& address, SecurityRole role) {
     Cell* const cell = m_state.find(address);
     return cell != nullptr && role >= cell->access.read ? cell : nullptr;
@@ -121,22 +152,64 @@ Verdict ConfigStore::change(const PbUtility::Requester& requester,
         loginfo("cfgCommon", "rehearsal begins for %s: nothing of it stays\n",
                 describe(requester).c_str());
     }
-    settle();
+    if (m_waiting.empty()) {
+        settle();
+    }
+    const std::size_t mark = m_state.mark();
     Verdict verdict = applyAll(requester, proposals);
+    bool bStays = false;
     if (verdict.code != kNoError) {
-        takeBack();
         logRefusal(requester, proposals[verdict.nFailed].address, verdict);
     } else {
-        verdict.effects = m_state.effects();
+        const std::vector<Effect> effects = m_state.effects(mark);
+        verdict.change = recordOf(requester, assignmentsOf(proposals), effects);
+        bStays = mode == Mode::kCommit && !effects.empty();
+        if (bStays) {
+            enqueue(verdict.change, effects);
+        }
         whileApplied(verdict);
     }
+    if (!bStays) {
+        takeBack(mark);
+    }
     if (mode == Mode::kRehearse) {
-        m_state.rollBack();
         loginfo("cfgCommon", "rehearsal ends for %s\n", describe(requester).c_str());
-    } else {
-        m_state.commit();
     }
     return verdict;
+}
+
+std::vector<Assignment> ConfigStore::assignmentsOf(std::span<const Proposal> proposals) {
+    std::vector<Assignment> assignments;
+    for (const Proposal& proposal : proposals) {
+        assignments.push_back(
+            {.cell = m_state.find(proposal.address), .sValue = std::string(proposal.sValue)});
+    }
+    return assignments;
+}
+
+/// Gives a change its revision and lets it wait for commit().
+void ConfigStore::enqueue(pbcommon::Change& change, std::span<const Effect> effects) {
+    change.set_revision(m_database->newest() + m_waiting.size() + 1);
+    Committed& waiting = m_waiting.emplace_back();
+    waiting.change = change;
+    for (const Effect& effect : effects) {
+        waiting.settings.push_back(
+            settingOf(*effect.cell, static_cast<pbcommon::Aspect>(effect.before.index())));
+    }
+}
+
+eErrorT ConfigStore::commit(const std::function<void(const pbcommon::Change&)>& committed) {
+    const std::vector<Committed> changes = std::exchange(m_waiting, {});
+    const eErrorT result = m_database->commit(changes);
+    if (result != kNoError) {
+        takeBack(0);
+        return result;
+    }
+    m_state.commit();
+    for (const Committed& change : changes) {
+        committed(change.change);
+    }
+    return kNoError;
 }
 
 Verdict ConfigStore::applyAll(const PbUtility::Requester& requester,
@@ -153,17 +226,27 @@ Verdict ConfigStore::applyAll(const PbUtility::Requester& requester,
     return all;
 }
 
-void ConfigStore::takeBack() {
+void ConfigStore::takeBack(std::size_t mark) {
     m_queue.clear();
-    m_state.rollBack();
+    m_state.rollBack(mark);
 }
 
 void ConfigStore::settle() {
-    if (deliver()) {
-        m_state.commit();
-    } else {
-        takeBack();
+    if (!deliver()) {
+        takeBack(0);
+        return;
     }
+    const std::vector<Effect> effects = m_state.effects(0);
+    if (!effects.empty()) {
+        pbcommon::Change change = recordOf(
+            {.role = m_serviceRole, .uid = geteuid(), .pid = getpid(), .sClient = "start-up"}, {},
+            effects);
+        enqueue(change, effects);
+        // after a failure the rules hold all the same: the next start brings the state into line
+        // again
+        (void)m_database->commit(std::exchange(m_waiting, {}));
+    }
+    m_state.commit();
 }
 
 Verdict ConfigStore::apply(const PbUtility::Requester& requester, const Proposal& proposal) {

@@ -15,6 +15,9 @@
 #include "appcfgmanager.h"
 #include "cfghandler.h"
 #include "cfgresult.h"
+#include "database.h"
+#include "messages.pb.h"
+#include "record.h"
 #include "requesthandler.h"
 #include "requests.h"
 #include "schema.h"
@@ -28,6 +31,7 @@ inline constexpr const char* ERR_UNKNOWN_VARIABLE = "ERR_UNKNOWN_VARIABLE";
 inline constexpr const char* ERR_READ_ONLY = "ERR_READ_ONLY";
 inline constexpr const char* ERR_NOT_OFFERED = "ERR_NOT_OFFERED";
 inline constexpr const char* ERR_CASCADE_TOO_LONG = "ERR_CASCADE_TOO_LONG";
+inline constexpr const char* ERR_NOT_STORED = "ERR_NOT_STORED";
 
 /// A proposed value, as it came in.
 struct Proposal {
@@ -40,8 +44,9 @@ struct Verdict {
     eErrorT code = kNoError;
     std::list<std::string> tags{};
     bool bRebootNeeded = false;
-    std::size_t nFailed = 0;        ///< the proposal that was refused, when one was
-    std::vector<Effect> effects{};  ///< all that is different after an accepted change
+    std::size_t nFailed = 0;    ///< the proposal that was refused, when one was
+    pbcommon::Change change{};  ///< of an accepted change: with effects when anything is different,
+                                ///< and with a revision when it then waits for commit()
 };
 
 enum class Mode {
@@ -63,15 +68,19 @@ struct Handlers {
 /// provider finds it valid), stored, and told to the provider's `onSet` and the consumers'
 /// `change`. What these write takes effect at once; the notifications that follow from it are
 /// queued and run one after the other, never within one another. A refusal takes back everything
-/// that the request did, so that it is all or nothing.
+/// that the request did, so that it is all or nothing. A change that made anything different holds
+/// in memory until commit() makes it durable with all others that wait, or undoes them together.
 class ConfigStore {
 public:
-    explicit ConfigStore(Schema schema);
+    /// Starts with what the database keeps, as far as the schema admits it; the rest is logged.
+    explicit ConfigStore(Schema schema,
+                         std::unique_ptr<Database> database = std::make_unique<Database>());
 
     ConfigStore(const ConfigStore&) = delete;
     ConfigStore& operator=(const ConfigStore&) = delete;
 
-    /// The process's store, on the schema that loadSchema() finds; made on the first call.
+    /// The process's store, on the schema that loadSchema() finds and the database of the state
+    /// directory; made on the first call.
     static ConfigStore& process();
     /// Lets the next call of process() make a new one; for tests, once no handler uses the old one.
     static void discardProcess();
@@ -81,6 +90,7 @@ public:
     /// The store as the service sees it.
     [[nodiscard]] AppCfgManager& manager() { return m_manager; }
     [[nodiscard]] PbUtility::RequestHandler& requests() { return m_requests; }
+    [[nodiscard]] Database& database() { return *m_database; }
 
     // registration
     [[nodiscard]] eErrorT add(std::string_view sNode, std::string_view sVariable,
@@ -102,6 +112,10 @@ public:
     ///                      a rehearsal
     Verdict change(const PbUtility::Requester& requester, std::span<const Proposal> proposals,
                    Mode mode, const std::function<void(const Verdict&)>& whileApplied);
+    /// Makes all changes that wait durable at once, or undoes them.
+    /// @param committed  called for each, in order, on kNoError only
+    /// @return kNoError; kWriteError (logged)
+    [[nodiscard]] eErrorT commit(const std::function<void(const pbcommon::Change&)>& committed);
     /// Makes what the service has written outside of any change a transaction of its own, and lets
     /// it set in motion what it does: no handler is called back during start-up.
     void settle();
@@ -109,6 +123,8 @@ public:
     // for the service: see AppCfgManager
     void setServiceRole(SecurityRole role) { m_serviceRole = role; }
     [[nodiscard]] const Cell* find(const AddressView& address) { return m_state.find(address); }
+    /// By the address as Cell::sAddress has it.
+    [[nodiscard]] Cell* find(std::string_view sAddress);
     [[nodiscard]] eErrorT write(const AddressView& address, const std::string& sValue,
                                 ConfigResult* result);
     [[nodiscard]] eErrorT offer(const AddressView& address,
@@ -131,7 +147,10 @@ private:
                                  std::string_view sVariable, std::size_t& nRow) const;
     [[nodiscard]] Verdict applyAll(const PbUtility::Requester& requester,
                                    std::span<const Proposal> proposals);
-    void takeBack();
+    void restoreState();
+    void takeBack(std::size_t mark);
+    [[nodiscard]] std::vector<Assignment> assignmentsOf(std::span<const Proposal> proposals);
+    void enqueue(pbcommon::Change& change, std::span<const Effect> effects);
     [[nodiscard]] Cell* findVisible(const AddressView& address, SecurityRole role);
     [[nodiscard]] Verdict apply(const PbUtility::Requester& requester, const Proposal& proposal);
     [[nodiscard]] Verdict carryOut(Cell& cell, Notification notification);
@@ -140,6 +159,8 @@ private:
 
     const Schema m_schema;
     State m_state;
+    std::unique_ptr<Database> m_database;
+    std::vector<Committed> m_waiting;  ///< for commit()
     std::vector<Handlers> m_handlers;  ///< by row of the schema
     std::deque<Notification> m_queue;
     SecurityRole m_serviceRole = kUser;

@@ -2,19 +2,19 @@
 
 #include <cxxabi.h>
 
-#include <chrono>
+#include <algorithm>
 #include <cstdint>
 #include <cstdlib>
 #include <span>
 #include <string>
 #include <typeinfo>
-#include <variant>
 
 #include "address.h"
+#include "audience.h"
+#include "clientlimits.h"
 #include "configstore.h"
-#include "frame.h"
-#include "logmsg.h"
 #include "names.h"
+#include "settings.h"
 
 namespace AppConfig {
 
@@ -23,6 +23,15 @@ namespace {
 /// A page of a listing ends behind this; the longest variable still fits into the frame.
 constexpr std::size_t kPageBytes = pbcommon::kMaxMessageBytes / 4;
 constexpr std::size_t kMaxShownBytes = 200;  ///< of a refused value
+/// Changes that one request looks through: the next one continues, and others come in between.
+constexpr int kMaxScanned = 500;
+
+constexpr const char* ERR_UNKNOWN_REQUEST = "ERR_UNKNOWN_REQUEST";
+constexpr const char* ERR_UNKNOWN_REVISION = "ERR_UNKNOWN_REVISION";
+constexpr const char* ERR_TOO_MANY_ASSIGNMENTS = "ERR_TOO_MANY_ASSIGNMENTS";
+constexpr const char* ERR_TOO_MANY_WATCHERS = "ERR_TOO_MANY_WATCHERS";
+constexpr const char* ERR_PATTERN_TOO_LONG = "ERR_PATTERN_TOO_LONG";
+constexpr const char* ERR_HISTORY_UNREADABLE = "ERR_HISTORY_UNREADABLE";
 
 enum class Secrets { kShown, kMasked };
 
@@ -31,12 +40,6 @@ AddressView viewOf(const pbcommon::Address& address) {
             .nNodeInstance = address.node_instance(),
             .sVariable = address.variable(),
             .nVarInstance = address.instance()};
-}
-
-/// Text of a value that may be shown to whoever may see the variable.
-std::string shown(const Cell& cell, const std::string& sValue) {
-    const bool bMasked = cell.row->kind() == pbcommon::SECRET && !sValue.empty();
-    return bMasked ? std::string(pbcommon::kMaskedSecret) : sValue;
 }
 
 void fill(pbcommon::Variable& variable, const Cell& cell, Secrets secrets) {
@@ -75,94 +78,63 @@ void fill(pbcommon::Description& description, const Cell& cell, const Handlers& 
     }
 }
 
-using TextsT = google::protobuf::RepeatedPtrField<std::string>;
+/// A variable as it is after a change, but for the value, which is the one that was proposed.
+void showProposed(const Cell& cell, const Proposal& proposal, pbcommon::Reply& reply) {
+    pbcommon::Variable& variable = *reply.add_variable();
+    fill(variable, cell, Secrets::kMasked);
+    variable.set_value(shown(cell, std::string(proposal.sValue)));
+}
 
-void fill(TextsT& texts, const Cell& cell, const AspectState& state) {
-    if (const auto* const sValue = std::get_if<std::string>(&state)) {
-        *texts.Add() = shown(cell, *sValue);
-    } else if (const auto* const access = std::get_if<AccessLevel>(&state)) {
-        *texts.Add() = pbcommon::roleName(access->read);
-        *texts.Add() = pbcommon::roleName(access->write);
-    } else if (const auto* const offered = std::get_if<std::vector<std::string>>(&state)) {
-        texts.Assign(offered->begin(), offered->end());
+void refuse(pbcommon::Reply& reply, eErrorT code, const char* tag) {
+    reply.set_code(static_cast<pbcommon::ErrorCode>(code));
+    reply.add_tag(tag);
+}
+
+/// Whether a pattern is taken; else the reply is a refusal.
+bool admits(const std::string& sPattern, pbcommon::Reply& reply) {
+    const bool bAdmitted = sPattern.size() <= pbcommon::kMaxPatternBytes;
+    if (!bAdmitted) {
+        refuse(reply, kOutOfRange, ERR_PATTERN_TOO_LONG);
     }
+    return bAdmitted;
 }
 
-std::string causeText(const Cause& cause) {
-    switch (cause.call) {
-        case Cause::kOnSet:
-            return "onSet " + cause.trigger->sAddress;
-        case Cause::kChange:
-            return "change " + cause.trigger->sAddress;
-        default:
-            return "request";
-    }
-}
+/// Collects a page of history, in the order in which it is visited.
+class Page {
+public:
+    /// @param nLimit  most changes; 0 for as many as there is room for
+    Page(const Audience& audience, const std::string& sPattern, std::uint32_t nLimit,
+         pbcommon::Reply& reply)
+        : m_audience(audience), m_sPattern(sPattern), m_nLimit(nLimit), m_reply(reply) {}
 
-void fill(pbcommon::Effect& message, const Effect& effect) {
-    // the aspects on the wire are in the order of the alternatives
-    message.set_aspect(static_cast<pbcommon::Aspect>(effect.before.index()));
-    message.set_variable(effect.cell->sAddress);
-    fill(*message.mutable_before(), *effect.cell, effect.before);
-    fill(*message.mutable_after(), *effect.cell, effect.after);
-    message.set_cause(causeText(effect.cause));
-}
-
-/// The effects that a role may be told of.
-void fill(google::protobuf::RepeatedPtrField<pbcommon::Effect>& messages,
-          const std::vector<Effect>& effects, SecurityRole role) {
-    for (const Effect& effect : effects) {
-        if (role >= effect.lowestReader) {
-            fill(*messages.Add(), effect);
+    /// @return whether there is room for more
+    bool add(const pbcommon::Change& change) {
+        pbcommon::Change told;
+        if (m_audience.tell(change, m_sPattern, told)) {
+            m_nBytes += told.ByteSizeLong();
+            *m_reply.add_history() = std::move(told);
         }
+        m_reply.set_revision(change.revision());
+        const bool bEnough = static_cast<std::uint32_t>(m_reply.history_size()) == m_nLimit;
+        return ++m_nScanned < kMaxScanned && m_nBytes < kPageBytes && (m_nLimit == 0 || !bEnough);
     }
-}
 
-std::uint64_t nowMicroseconds() {
-    const auto sinceEpoch = std::chrono::system_clock::now().time_since_epoch();
-    return static_cast<std::uint64_t>(
-        std::chrono::duration_cast<std::chrono::microseconds>(sinceEpoch).count());
-}
-
-/// A variable and the value that it was given, as it may be shown: a later assignment of the same
-/// request may have given it another.
-struct AssignedT {
-    const Cell* cell;
-    std::string sValue;
+private:
+    const Audience& m_audience;
+    const std::string& m_sPattern;
+    const std::uint32_t m_nLimit;
+    pbcommon::Reply& m_reply;
+    std::size_t m_nBytes = 0;
+    int m_nScanned = 0;
 };
-
-/// What a watcher is told of a change; false when it touches nothing that the watcher may see and
-/// wants to.
-bool fill(pbcommon::Change& message, const PbUtility::Watcher& watcher,
-          const PbUtility::Requester& requester, std::span<const AssignedT> assigned,
-          const std::vector<Effect>& effects) {
-    bool bWanted = false;
-    for (const auto& [cell, sValue] : assigned) {
-        if (watcher.role >= cell->access.read) {
-            pbcommon::Variable& variable = *message.add_assignment();
-            variable.set_name(cell->sAddress);
-            variable.set_value(sValue);
-            bWanted |= pbcommon::matchesPattern(watcher.sPattern, cell->sAddress);
-        }
-    }
-    fill(*message.mutable_effect(), effects, watcher.role);
-    for (const pbcommon::Effect& effect : message.effect()) {
-        bWanted |= pbcommon::matchesPattern(watcher.sPattern, effect.variable());
-    }
-    message.set_time_us(nowMicroseconds());
-    message.set_client(requester.sClient);
-    message.set_uid(requester.uid);
-    message.set_pid(requester.pid);
-    message.set_role(static_cast<pbcommon::Role>(requester.role));
-    return bWanted;
-}
 
 }  // namespace
 
 void ConfigRequests::dispatchingBegins() { m_store.settle(); }
 
-void ConfigRequests::handle(const PbUtility::Requester& requester, const pbcommon::Request& request,
-                            pbcommon::Reply& reply, PbUtility::Publisher& publisher) {
+PbUtility::Answer ConfigRequests::handle(const PbUtility::Requester& requester,
+                                         const pbcommon::Request& request, pbcommon::Reply& reply,
+                                         PbUtility::Client& client) {
     switch (request.body_case()) {
         case pbcommon::Request::kGet:
             get(requester, request.get(), reply);
@@ -171,15 +143,36 @@ void ConfigRequests::handle(const PbUtility::Requester& requester, const pbcommo
             describe(requester, request.describe(), reply);
             break;
         case pbcommon::Request::kSet:
-            set(requester, request.set(), reply, publisher);
-            break;
+            return set(requester, request.set(), reply);
         case pbcommon::Request::kList:
             list(requester, request.list(), reply);
             break;
+        case pbcommon::Request::kWatch:
+            watch(requester, request.watch(), reply, client);
+            break;
+        case pbcommon::Request::kHistory:
+            history(requester, request.history(), reply);
+            break;
+        case pbcommon::Request::kWhy:
+            why(requester, request.why(), reply);
+            break;
         default:
-            reply.set_code(pbcommon::kNotImplemented);
-            reply.add_tag("ERR_UNKNOWN_REQUEST");
+            refuse(reply, kNotImplemented, ERR_UNKNOWN_REQUEST);
     }
+    return PbUtility::Answer::kFinal;
+}
+
+eErrorT ConfigRequests::commit(PbUtility::Publisher& publisher, pbcommon::Reply& failure) {
+    const eErrorT result = m_store.commit([&](const pbcommon::Change& change) {
+        publisher.publish([&](const PbUtility::Watcher& watcher, pbcommon::Reply& message) {
+            return Audience(m_store, watcher.role, Audience::Hears::kNews)
+                .tell(change, watcher.sPattern, *message.mutable_change());
+        });
+    });
+    if (result != kNoError) {
+        refuse(failure, result, ERR_NOT_STORED);
+    }
+    return result;
 }
 
 /// The variable that is asked for, if the requester may see it; else the reply is a refusal.
@@ -187,8 +180,7 @@ const Cell* ConfigRequests::find(const PbUtility::Requester& requester,
                                  const pbcommon::Address& address, pbcommon::Reply& reply) {
     const Cell* const cell = m_store.read(requester, viewOf(address));
     if (cell == nullptr) {
-        reply.set_code(pbcommon::kItemNotFound);
-        reply.add_tag(ERR_UNKNOWN_VARIABLE);
+        refuse(reply, kItemNotFound, ERR_UNKNOWN_VARIABLE);
     }
     return cell;
 }
@@ -209,37 +201,38 @@ void ConfigRequests::describe(const PbUtility::Requester& requester,
     }
 }
 
-void ConfigRequests::set(const PbUtility::Requester& requester, const pbcommon::Set& set,
-                         pbcommon::Reply& reply, PbUtility::Publisher& publisher) {
+PbUtility::Answer ConfigRequests::set(const PbUtility::Requester& requester,
+                                      const pbcommon::Set& set, pbcommon::Reply& reply) {
+    if (set.assignment_size() > pbcommon::kMaxAssignments) {
+        refuse(reply, kOutOfRange, ERR_TOO_MANY_ASSIGNMENTS);
+        return PbUtility::Answer::kFinal;
+    }
     std::vector<Proposal> proposals;
     for (const pbcommon::Assignment& assignment : set.assignment()) {
         proposals.push_back(
             {.address = viewOf(assignment.address()), .sValue = assignment.value()});
     }
-    std::vector<AssignedT> assigned;
-    const auto whileApplied = [&](const Verdict& accepted) {
-        for (const Proposal& proposal : proposals) {
-            const Cell& cell = *m_store.find(proposal.address);
-            assigned.push_back({&cell, shown(cell, std::string(proposal.sValue))});
-            pbcommon::Variable& variable = *reply.add_variable();
-            fill(variable, cell, Secrets::kMasked);
-            variable.set_value(assigned.back().sValue);
-        }
-        fill(*reply.mutable_effect(), accepted.effects, requester.role);
-    };
     const Mode mode = set.dry_run() ? Mode::kRehearse : Mode::kCommit;
-    const Verdict verdict = m_store.change(requester, proposals, mode, whileApplied);
+    const Verdict verdict =
+        m_store.change(requester, proposals, mode, [&](const Verdict& accepted) {
+            for (const Proposal& proposal : proposals) {
+                showProposed(*m_store.find(proposal.address), proposal, reply);
+            }
+            Audience(m_store, requester.role, Audience::Hears::kNews)
+                .tell(accepted.change, *reply.mutable_effect());
+        });
     reply.set_code(static_cast<pbcommon::ErrorCode>(verdict.code));
     reply.mutable_tag()->Assign(verdict.tags.begin(), verdict.tags.end());
     reply.set_reboot_needed(verdict.bRebootNeeded);
     if (verdict.code != kNoError) {
         reply.set_failed(static_cast<std::uint32_t>(verdict.nFailed));
         showRefused(requester, proposals[verdict.nFailed], reply);
-    } else if (!set.dry_run() && !verdict.effects.empty()) {
-        publisher.publish([&](const PbUtility::Watcher& watcher, pbcommon::Reply& message) {
-            return fill(*message.mutable_change(), watcher, requester, assigned, verdict.effects);
-        });
     }
+    if (verdict.change.revision() == 0) {
+        return PbUtility::Answer::kFinal;
+    }
+    reply.set_revision(verdict.change.revision());
+    return PbUtility::Answer::kUncommitted;
 }
 
 void ConfigRequests::showRefused(const PbUtility::Requester& requester, const Proposal& refused,
@@ -253,10 +246,97 @@ void ConfigRequests::showRefused(const PbUtility::Requester& requester, const Pr
     }
 }
 
+void ConfigRequests::watch(const PbUtility::Requester& requester, const pbcommon::Watch& watch,
+                           pbcommon::Reply& reply, PbUtility::Client& client) {
+    Database& database = m_store.database();
+    const std::uint64_t nNewest = database.newest();
+    const std::uint64_t nSince = watch.has_since() ? watch.since() : nNewest;
+    if (!admits(watch.pattern(), reply)) {
+        return;
+    }
+    if (nSince > nNewest) {
+        refuse(reply, kBadParameter, ERR_UNKNOWN_REVISION);
+    } else if (nSince == nNewest) {
+        reply.set_revision(nNewest);
+        if (client.watch({.role = requester.role, .sPattern = watch.pattern()}) != kNoError) {
+            refuse(reply, kOutOfResources, ERR_TOO_MANY_WATCHERS);
+        }
+    } else {
+        if (nSince + 1 < database.oldest()) {
+            reply.set_oldest(database.oldest());
+        }
+        readPage(requester, watch.pattern(), 0, nSince + 1, nNewest, Database::Order::kOldestFirst,
+                 reply);
+    }
+}
+
+void ConfigRequests::history(const PbUtility::Requester& requester,
+                             const pbcommon::History& history, pbcommon::Reply& reply) {
+    Database& database = m_store.database();
+    const std::uint64_t nNewest = database.newest();
+    const std::uint64_t nBefore = history.has_before() ? history.before() : nNewest + 1;
+    if (admits(history.pattern(), reply) && nBefore > database.oldest()) {
+        readPage(requester, history.pattern(), history.limit(), database.oldest(), nBefore - 1,
+                 Database::Order::kNewestFirst, reply);
+    }
+    if (reply.revision() == database.oldest()) {
+        reply.clear_revision();
+    }
+}
+
+void ConfigRequests::readPage(const PbUtility::Requester& requester, const std::string& sPattern,
+                              std::uint32_t nLimit, std::uint64_t nFrom, std::uint64_t nTo,
+                              Database::Order order, pbcommon::Reply& reply) {
+    const Audience audience(m_store, requester.role, Audience::Hears::kHistory);
+    Page page(audience, sPattern, nLimit, reply);
+    const auto add = [&page](const pbcommon::Change& change) { return page.add(change); };
+    if (m_store.database().readHistory(nFrom, nTo, order, add) != kNoError) {
+        reply.Clear();
+        refuse(reply, kServerError, ERR_HISTORY_UNREADABLE);
+    }
+}
+
+void ConfigRequests::why(const PbUtility::Requester& requester, const pbcommon::Why& why,
+                         pbcommon::Reply& reply) {
+    const Cell* const cell = find(requester, why.address(), reply);
+    if (cell == nullptr) {
+        return;
+    }
+    fill(*reply.add_variable(), *cell, Secrets::kMasked);
+    explain(requester, *cell, pbcommon::VALUE, *reply.add_reason());
+    if (cell->row->kind() == pbcommon::ENUMERATION) {
+        explain(requester, *cell, pbcommon::OPTIONS, *reply.add_reason());
+    }
+    explain(requester, *cell, pbcommon::ACCESS, *reply.add_reason());
+}
+
+void ConfigRequests::explain(const PbUtility::Requester& requester, const Cell& cell,
+                             pbcommon::Aspect aspect, pbcommon::Reason& reason) {
+    const Setting now = settingOf(cell, aspect);
+    reason.set_aspect(aspect);
+    fillShown(*reason.mutable_now(), cell, present(cell, static_cast<std::size_t>(aspect)));
+    Setting kept = now;
+    std::uint64_t nRevision = 0;
+    // what is kept counts only while it holds: a later schema may not have admitted it
+    if (!m_store.database().find(kept, nRevision) || kept.content != now.content) {
+        return;
+    }
+    reason.set_revision(nRevision);
+    const Audience audience(m_store, requester.role, Audience::Hears::kHistory);
+    (void)m_store.database().readHistory(
+        nRevision, nRevision, Database::Order::kOldestFirst, [&](const pbcommon::Change& change) {
+            (void)audience.tell(change, "*", *reason.mutable_change());
+            return true;
+        });
+}
+
 void ConfigRequests::list(const PbUtility::Requester& requester, const pbcommon::List& list,
                           pbcommon::Reply& reply) const {
     const std::vector<Cell>& cells = m_store.cells();
     std::size_t nBytes = 0;
+    if (!admits(list.pattern(), reply)) {
+        return;
+    }
     for (std::size_t i = list.start(); i < cells.size(); ++i) {
         const Cell& cell = cells[i];
         if (requester.role < cell.access.read ||

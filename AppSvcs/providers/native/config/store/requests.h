@@ -1,8 +1,10 @@
 #ifndef CONFIG_STORE_REQUESTS_H
 #define CONFIG_STORE_REQUESTS_H
 
-#include <vector>
+#include <cstdint>
+#include <string>
 
+#include "database.h"
 #include "messages.pb.h"
 #include "requesthandler.h"
 
@@ -19,8 +21,11 @@ public:
     explicit ConfigRequests(ConfigStore& store) : m_store(store) {}
 
     void dispatchingBegins() override;
-    void handle(const PbUtility::Requester& requester, const pbcommon::Request& request,
-                pbcommon::Reply& reply, PbUtility::Publisher& publisher) override;
+    [[nodiscard]] PbUtility::Answer handle(const PbUtility::Requester& requester,
+                                           const pbcommon::Request& request, pbcommon::Reply& reply,
+                                           PbUtility::Client& client) override;
+    [[nodiscard]] eErrorT commit(PbUtility::Publisher& publisher,
+                                 pbcommon::Reply& failure) override;
 
 private:
     [[nodiscard]] const Cell* find(const PbUtility::Requester& requester,
@@ -31,10 +36,21 @@ private:
              pbcommon::Reply& reply);
     void describe(const PbUtility::Requester& requester, const pbcommon::Describe& describe,
                   pbcommon::Reply& reply);
-    void set(const PbUtility::Requester& requester, const pbcommon::Set& set,
-             pbcommon::Reply& reply, PbUtility::Publisher& publisher);
+    [[nodiscard]] PbUtility::Answer set(const PbUtility::Requester& requester,
+                                        const pbcommon::Set& set, pbcommon::Reply& reply);
     void list(const PbUtility::Requester& requester, const pbcommon::List& list,
               pbcommon::Reply& reply) const;
+    void watch(const PbUtility::Requester& requester, const pbcommon::Watch& watch,
+               pbcommon::Reply& reply, PbUtility::Client& client);
+    void history(const PbUtility::Requester& requester, const pbcommon::History& history,
+                 pbcommon::Reply& reply);
+    void readPage(const PbUtility::Requester& requester, const std::string& sPattern,
+                  std::uint32_t nLimit, std::uint64_t nFrom, std::uint64_t nTo,
+                  Database::Order order, pbcommon::Reply& reply);
+    void why(const PbUtility::Requester& requester, const pbcommon::Why& why,
+             pbcommon::Reply& reply);
+    void explain(const PbUtility::Requester& requester, const Cell& cell, pbcommon::Aspect aspect,
+                 pbcommon::Reason& reason);
 
     ConfigStore& m_store;
 };

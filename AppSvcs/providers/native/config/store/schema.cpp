@@ -49,9 +49,18 @@ private:
     std::string m_sMessage;
 };
 
-/// Lines count from 0 in the parser, from 1 for people.
+/// Lines count from 0 in the parser, from 1 for people. A negative one is not known.
 std::string report(const std::string& sFile, int nLine, const std::string& sReason) {
-    return sFile + ":" + std::to_string(nLine + 1) + ": " + sReason;
+    return sFile + (nLine < 0 ? "" : ":" + std::to_string(nLine + 1)) + ": " + sReason;
+}
+
+/// Line of a field's i-th message: where its node stands, for the messages of a list, "variable:
+/// [{...}, {...}]", have no place of their own.
+int lineOf(const TextFormat::ParseInfoTree& places, const google::protobuf::FieldDescriptor* field,
+           int i) {
+    const auto* const node = field->message_type()->FindFieldByName("node");
+    const int nLine = places.GetTreeForNested(field, i)->GetLocation(node, -1).line;
+    return nLine < 0 ? places.GetLocation(field, i).line : nLine;
 }
 
 bool isBoolean(const std::string& sValue) {
@@ -79,6 +88,10 @@ bool areNames(const std::string& sNode, const std::string& sVariable) {
            std::none_of(sVariable.begin(), sVariable.end(), isUpper);
 }
 
+bool isLine(const std::string& sText) {
+    return !sText.empty() && sText.find('\n') == std::string::npos && pbcommon::isCleanText(sText);
+}
+
 /// A fault of the bounds that a row's kind takes, and no other kind; empty without one.
 std::string faultOfBounds(const VariableRow& row) {
     const bool bText = row.kind() == pbcommon::TEXT || row.kind() == pbcommon::SECRET;
@@ -91,6 +104,9 @@ std::string faultOfBounds(const VariableRow& row) {
     }
     if (static_cast<int>(distinct.size()) != row.option_size()) {
         return "an option is listed twice";
+    }
+    if (!std::all_of(distinct.begin(), distinct.end(), isLine)) {
+        return "an option is a line of text";
     }
     if (bText != (row.max_length() > 0)) {
         return "max_length belongs to a text or secret, which needs it";
@@ -184,7 +200,7 @@ eErrorT Schema::add(std::string_view text, const std::string& sFile, std::string
     const auto* const descriptor = pbcommon::Schema::descriptor();
     const auto faultAt = [&](int nField, int i, const std::string& sFault) {
         const auto* const field = descriptor->FindFieldByNumber(nField);
-        sError = report(sFile, places.GetLocation(field, i).line, sFault);
+        sError = report(sFile, lineOf(places, field, i), sFault);
         return kFileFormatError;
     };
     for (int i = 0; i < parsed.variable_size(); ++i) {

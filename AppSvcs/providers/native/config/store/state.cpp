@@ -15,22 +15,22 @@ namespace {
 
 char lower(char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c; }
 
-/// What the aspect of `like` is now.
-AspectState present(const Cell& cell, const AspectState& like) {
-    if (std::holds_alternative<std::string>(like)) {
-        return cell.sValue;
-    }
-    if (std::holds_alternative<AccessLevel>(like)) {
-        return cell.access;
-    }
-    return cell.offered;
-}
-
 bool equalIgnoringCase(std::string_view a, std::string_view b) {
     return a.size() == b.size() && strncasecmp(a.data(), b.data(), a.size()) == 0;
 }
 
 }  // namespace
+
+AspectState present(const Cell& cell, std::size_t nAspect) {
+    switch (nAspect) {
+        case 0:
+            return cell.sValue;
+        case 1:
+            return cell.offered;
+        default:
+            return cell.access;
+    }
+}
 
 std::size_t State::NameHash::operator()(const Name& name) const {
     // FNV-1a over the lower-case names
@@ -114,16 +114,17 @@ void State::setAccess(Cell& cell, AccessLevel access) {
     }
 }
 
-std::vector<Effect> State::effects() const {
+std::vector<Effect> State::effects(std::size_t mark) const {
     std::vector<Effect> effects;
     std::map<std::pair<const Cell*, std::size_t>, std::size_t> places;  // by cell and aspect
-    for (const OldState& old : m_undoLog) {
+    for (std::size_t i = mark; i < m_undoLog.size(); ++i) {
+        const OldState& old = m_undoLog[i];
         const auto [place, bFirst] =
             places.try_emplace({old.cell, old.was.index()}, effects.size());
         if (bFirst) {
             effects.push_back({.cell = old.cell,
                                .before = old.was,
-                               .after = present(*old.cell, old.was),
+                               .after = present(*old.cell, old.was.index()),
                                .cause = old.cause});
         }
         effects[place->second].cause = old.cause;
@@ -144,8 +145,8 @@ std::vector<Effect> State::effects() const {
 
 void State::commit() { m_undoLog.clear(); }
 
-void State::rollBack() {
-    while (!m_undoLog.empty()) {
+void State::rollBack(std::size_t mark) {
+    while (m_undoLog.size() > mark) {
         OldState& old = m_undoLog.back();
         if (auto* const sValue = std::get_if<std::string>(&old.was)) {
             old.cell->sValue = std::move(*sValue);

@@ -43,15 +43,19 @@ struct Cell {
     AccessLevel access;
 };
 
-/// What is part of a variable's state, and may be told of as it was.
+/// What is part of a variable's state, and may be told of as it was: value, offered options, access
+/// level, in the order of the aspects on the wire.
 using AspectState = std::variant<std::string, std::vector<std::string>, AccessLevel>;
 
-/// Who made a change: the request itself, or a handler that was called for a variable that had been
-/// stored.
-struct Cause {
-    enum Call { kRequest, kOnSet, kChange };
+/// An aspect as it is now. @param nAspect  index of its alternative
+[[nodiscard]] AspectState present(const Cell& cell, std::size_t nAspect);
 
-    Call call = kRequest;
+/// Who made a change: the service when it started, the request itself, or a handler that was called
+/// for a variable that had been stored.
+struct Cause {
+    enum Call { kStartUp, kRequest, kOnSet, kChange };
+
+    Call call = kStartUp;
     const Cell* trigger = nullptr;  ///< of a handler call
 };
 
@@ -88,11 +92,14 @@ public:
 
     /// What the changes from now on are put down to.
     void setCause(const Cause& cause) { m_cause = cause; }
-    /// All that is different since the last commit, in the order in which it was first touched.
-    [[nodiscard]] std::vector<Effect> effects() const;
-    /// Makes all changes since the last commit permanent, or takes them back.
+    /// Where the changes from now on begin. Valid until the next commit or the roll-back beyond it.
+    [[nodiscard]] std::size_t mark() const { return m_undoLog.size(); }
+    /// All that is different since the mark, in the order in which it was first touched.
+    [[nodiscard]] std::vector<Effect> effects(std::size_t mark) const;
+    /// Takes back all changes since the mark.
+    void rollBack(std::size_t mark);
+    /// Makes all changes permanent.
     void commit();
-    void rollBack();
 
 private:
     struct Name {

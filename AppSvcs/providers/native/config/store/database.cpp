@@ -1,0 +1,222 @@
+#include "database.h"
+
+#include <algorithm>
+#include <optional>
+
+#include "logmsg.h"
+#include "names.h"
+
+namespace AppConfig {
+
+namespace {
+
+/// So many changes over its length does the history grow before they are dropped together.
+constexpr std::uint64_t kPruneBatch = 100;
+
+constexpr const char* kAssigned = "assigned";  ///< a detail that is an assignment of the request
+
+pbcommon::Role roleOf(const std::string& sName) {
+    return static_cast<pbcommon::Role>(pbcommon::roleNamed(sName).value_or(pbcommon::kStartup));
+}
+
+std::optional<std::string> contentIn(const sqlite::Statement& row, int nColumn) {
+    return row.isNull(nColumn) ? std::nullopt : std::optional(row.text(nColumn));
+}
+
+}  // namespace
+
+Database::Database() { prepare(); }
+
+Database::Database(const std::string& sDirectory, const char* vfs) : m_file(sDirectory, vfs) {
+    prepare();
+}
+
+void Database::prepare() {
+    sqlite3* const db = m_file.connection();
+    if (db == nullptr) {
+        return;
+    }
+    m_begin = {db, "BEGIN IMMEDIATE"};
+    m_commit = {db, "COMMIT"};
+    m_rollBack = {db, "ROLLBACK"};
+    m_emptyWal = {db, "PRAGMA wal_checkpoint(TRUNCATE)"};
+    m_putSetting = {db, "INSERT OR REPLACE INTO setting VALUES (?, ?, ?, ?)"};
+    m_putChange = {db, "INSERT INTO change VALUES (?, ?, ?, ?, ?, ?)"};
+    m_putDetail = {db, "INSERT INTO detail VALUES (?, ?, ?, ?, ?, ?, ?, ?, ?)"};
+    m_dropChanges = {db, "DELETE FROM change WHERE revision < ?"};
+    m_dropDetails = {db, "DELETE FROM detail WHERE revision < ?"};
+    m_getSetting = {db, "SELECT content, revision FROM setting WHERE variable = ? AND aspect = ?"};
+    m_getUp = {db, "SELECT * FROM change WHERE revision BETWEEN ? AND ? ORDER BY revision"};
+    m_getDown = {db, "SELECT * FROM change WHERE revision BETWEEN ? AND ? ORDER BY revision DESC"};
+    m_getDetails = {db, "SELECT * FROM detail WHERE revision = ? ORDER BY place"};
+    sqlite::Statement ends(db, "SELECT max(revision), min(revision) FROM change");
+    if (ends.next() && !ends.isNull(0)) {
+        m_nNewest = static_cast<std::uint64_t>(ends.integer(0));
+        m_nOldest = static_cast<std::uint64_t>(ends.integer(1));
+    }
+}
+
+void Database::readSettings(const std::function<void(const Setting&)>& visit) {
+    sqlite::Statement rows(m_file.connection(), "SELECT variable, aspect, content FROM setting");
+    while (m_file.connection() != nullptr && rows.next()) {
+        if (const auto aspect = aspectNamed(rows.text(1))) {
+            visit({.sVariable = rows.text(0), .aspect = *aspect, .content = contentIn(rows, 2)});
+        }
+    }
+}
+
+bool Database::find(Setting& setting, std::uint64_t& nRevision) {
+    if (!m_getSetting.with(setting.sVariable, aspectName(setting.aspect)).next()) {
+        return false;
+    }
+    setting.content = contentIn(m_getSetting, 0);
+    nRevision = static_cast<std::uint64_t>(m_getSetting.integer(1));
+    return m_getSetting.run() == SQLITE_OK;
+}
+
+eErrorT Database::commit(std::span<const Committed> changes) {
+    if (changes.empty()) {
+        return kNoError;
+    }
+    if (!m_file.isWritable()) {
+        logcrit("cfgCommon", "cannot write %s: it could not be opened for that\n",
+                m_file.path().c_str());
+        return kWriteError;
+    }
+    int nCode = m_begin.run();
+    for (std::size_t i = 0; i < changes.size() && nCode == SQLITE_OK; ++i) {
+        nCode = write(changes[i]);
+    }
+    const std::uint64_t nNewest = changes.back().change.revision();
+    nCode = nCode == SQLITE_OK ? prune(nNewest) : nCode;
+    nCode = nCode == SQLITE_OK ? m_commit.run() : nCode;
+    if (nCode != SQLITE_OK) {
+        const eErrorT result = failed("write", kWriteError);
+        (void)m_rollBack.run();  // some failures have rolled it back already
+        // after a failed sync all of it may stand in the "-wal", and would hold after a restart
+        (void)m_emptyWal.run();
+        return result;
+    }
+    m_nNewest = nNewest;
+    return kNoError;
+}
+
+int Database::write(const Committed& committed) {
+    const pbcommon::Change& change = committed.change;
+    const auto nRevision = static_cast<std::int64_t>(change.revision());
+    int nCode = m_putChange
+                    .with(nRevision, static_cast<std::int64_t>(change.time_us()), change.client(),
+                          change.uid(), change.pid(), pbcommon::roleName(change.role()))
+                    .run();
+    for (const Setting& setting : committed.settings) {
+        if (nCode != SQLITE_OK) {
+            return nCode;
+        }
+        const char* const aspect = aspectName(setting.aspect);
+        nCode =
+            setting.content
+                ? m_putSetting.with(setting.sVariable, aspect, *setting.content, nRevision).run()
+                : m_putSetting.with(setting.sVariable, aspect, nullptr, nRevision).run();
+    }
+    return nCode == SQLITE_OK ? writeDetails(change) : nCode;
+}
+
+int Database::writeDetails(const pbcommon::Change& change) {
+    const auto nRevision = static_cast<std::int64_t>(change.revision());
+    int nCode = SQLITE_OK;
+    int nPlace = 0;
+    for (const pbcommon::Variable& assigned : change.assignment()) {
+        if (nCode == SQLITE_OK) {
+            nCode = m_putDetail
+                        .with(nRevision, nPlace++, assigned.name(), kAssigned, "", assigned.value(),
+                              "", "", pbcommon::roleName(assigned.read()))
+                        .run();
+        }
+    }
+    for (const pbcommon::Effect& effect : change.effect()) {
+        if (nCode == SQLITE_OK) {
+            const std::string sBefore = joinTexts(effect.before());
+            const std::string sAfter = joinTexts(effect.after());
+            nCode = m_putDetail
+                        .with(nRevision, nPlace++, effect.variable(), aspectName(effect.aspect()),
+                              sBefore, sAfter, effect.cause(), effect.trigger(),
+                              pbcommon::roleName(effect.reader()))
+                        .run();
+        }
+    }
+    return nCode;
+}
+
+int Database::prune(std::uint64_t nNewest) {
+    if (nNewest < m_nOldest + kHistoryLength + kPruneBatch) {
+        return SQLITE_OK;
+    }
+    const std::uint64_t nFirst = nNewest - kHistoryLength + 1;
+    int nCode = m_dropChanges.with(static_cast<std::int64_t>(nFirst)).run();
+    if (nCode == SQLITE_OK) {
+        nCode = m_dropDetails.with(static_cast<std::int64_t>(nFirst)).run();
+        m_nOldest = nFirst;  // too late at worst: what a failure has kept is dropped with the next
+    }
+    return nCode;
+}
+
+std::uint64_t Database::oldest() const {
+    return m_nNewest < m_nOldest + kHistoryLength ? m_nOldest : m_nNewest - kHistoryLength + 1;
+}
+
+eErrorT Database::readHistory(std::uint64_t nFrom, std::uint64_t nTo, Order order,
+                              const std::function<bool(const pbcommon::Change&)>& visit) {
+    if (m_file.connection() == nullptr) {
+        return kNoError;
+    }
+    sqlite::Statement& rows = order == Order::kOldestFirst ? m_getUp : m_getDown;
+    rows.with(static_cast<std::int64_t>(std::max(nFrom, oldest())),
+              static_cast<std::int64_t>(std::min(nTo, m_nNewest)));
+    while (rows.next()) {
+        pbcommon::Change change;
+        change.set_revision(static_cast<std::uint64_t>(rows.integer(0)));
+        change.set_time_us(static_cast<std::uint64_t>(rows.integer(1)));
+        change.set_client(rows.text(2));
+        change.set_uid(static_cast<std::uint32_t>(rows.integer(3)));
+        change.set_pid(static_cast<std::int32_t>(rows.integer(4)));
+        change.set_role(roleOf(rows.text(5)));
+        if (readDetails(change) != SQLITE_OK) {
+            return failed("read", kServerError);
+        }
+        if (!visit(change)) {
+            return kNoError;
+        }
+    }
+    return rows.code() == SQLITE_OK ? kNoError : failed("read", kServerError);
+}
+
+int Database::readDetails(pbcommon::Change& change) {
+    m_getDetails.with(static_cast<std::int64_t>(change.revision()));
+    while (m_getDetails.next()) {
+        const auto aspect = aspectNamed(m_getDetails.text(3));
+        if (!aspect) {
+            pbcommon::Variable& assigned = *change.add_assignment();
+            assigned.set_name(m_getDetails.text(2));
+            assigned.set_value(m_getDetails.text(5));
+            assigned.set_read(roleOf(m_getDetails.text(8)));
+            continue;
+        }
+        pbcommon::Effect& effect = *change.add_effect();
+        effect.set_variable(m_getDetails.text(2));
+        effect.set_aspect(*aspect);
+        splitTexts(m_getDetails.text(4), *aspect, *effect.mutable_before());
+        splitTexts(m_getDetails.text(5), *aspect, *effect.mutable_after());
+        effect.set_cause(m_getDetails.text(6));
+        effect.set_trigger(m_getDetails.text(7));
+        effect.set_reader(roleOf(m_getDetails.text(8)));
+    }
+    return m_getDetails.code();
+}
+
+eErrorT Database::failed(const char* what, eErrorT code) const {
+    logcrit("cfgCommon", "cannot %s %s: %s\n", what, m_file.path().c_str(),
+            sqlite3_errmsg(m_file.connection()));
+    return code;
+}
+
+}  // namespace AppConfig

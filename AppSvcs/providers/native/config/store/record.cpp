@@ -1,0 +1,66 @@
+#include "record.h"
+
+#include <chrono>
+#include <cstdint>
+
+#include "settings.h"
+
+namespace AppConfig {
+
+namespace {
+
+std::uint64_t nowMicroseconds() {
+    const auto sinceEpoch = std::chrono::system_clock::now().time_since_epoch();
+    return static_cast<std::uint64_t>(
+        std::chrono::duration_cast<std::chrono::microseconds>(sinceEpoch).count());
+}
+
+const char* causeName(Cause::Call call) {
+    switch (call) {
+        case Cause::kStartUp:
+            return "start-up";
+        case Cause::kOnSet:
+            return "onSet";
+        case Cause::kChange:
+            return "change";
+        default:
+            return "request";
+    }
+}
+
+void fill(pbcommon::Effect& message, const Effect& effect) {
+    message.set_variable(effect.cell->sAddress);
+    message.set_aspect(static_cast<pbcommon::Aspect>(effect.before.index()));
+    fillShown(*message.mutable_before(), *effect.cell, effect.before);
+    fillShown(*message.mutable_after(), *effect.cell, effect.after);
+    message.set_cause(causeName(effect.cause.call));
+    if (effect.cause.trigger != nullptr) {
+        message.set_trigger(effect.cause.trigger->sAddress);
+    }
+    message.set_reader(static_cast<pbcommon::Role>(effect.lowestReader));
+}
+
+}  // namespace
+
+pbcommon::Change recordOf(const PbUtility::Requester& requester,
+                          std::span<const Assignment> assignments,
+                          std::span<const Effect> effects) {
+    pbcommon::Change record;
+    record.set_time_us(nowMicroseconds());
+    record.set_client(requester.sClient);
+    record.set_uid(requester.uid);
+    record.set_pid(requester.pid);
+    record.set_role(static_cast<pbcommon::Role>(requester.role));
+    for (const auto& [cell, sValue] : assignments) {
+        pbcommon::Variable& assigned = *record.add_assignment();
+        assigned.set_name(cell->sAddress);
+        assigned.set_value(shown(*cell, sValue));
+        assigned.set_read(static_cast<pbcommon::Role>(cell->access.read));
+    }
+    for (const Effect& effect : effects) {
+        fill(*record.add_effect(), effect);
+    }
+    return record;
+}
+
+}  // namespace AppConfig

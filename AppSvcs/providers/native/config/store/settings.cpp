@@ -1,0 +1,138 @@
+#include "settings.h"
+
+#include <algorithm>
+#include <array>
+#include <string_view>
+#include <utility>
+#include <variant>
+
+#include "names.h"
+
+namespace AppConfig {
+
+namespace {
+
+constexpr std::array<const char*, 3> kAspectNames = {"value", "options", "access"};
+
+void fill(TextsT& texts, const AspectState& state) {
+    if (const auto* const sValue = std::get_if<std::string>(&state)) {
+        *texts.Add() = *sValue;
+    } else if (const auto* const access = std::get_if<AccessLevel>(&state)) {
+        *texts.Add() = pbcommon::roleName(access->read);
+        *texts.Add() = pbcommon::roleName(access->write);
+    } else if (const auto* const offered = std::get_if<std::vector<std::string>>(&state)) {
+        texts.Assign(offered->begin(), offered->end());
+    }
+}
+
+AspectState asTheSchemaHasIt(const Cell& cell, pbcommon::Aspect aspect) {
+    const pbcommon::VariableRow& row = *cell.row;
+    if (aspect == pbcommon::OPTIONS) {
+        return std::vector<std::string>{row.option().begin(), row.option().end()};
+    }
+    return AccessLevel{.read = static_cast<SecurityRole>(row.read()),
+                       .write = static_cast<SecurityRole>(row.write())};
+}
+
+bool restoreOptions(State& state, Cell& cell, const TextsT& options) {
+    const auto isOption = [&cell](const std::string& sOption) {
+        return kindRefusal(*cell.row, sOption) == nullptr;
+    };
+    if (cell.row->kind() != pbcommon::ENUMERATION ||
+        !std::all_of(options.begin(), options.end(), isOption)) {
+        return false;
+    }
+    state.setOffered(cell, {options.begin(), options.end()});
+    return true;
+}
+
+bool restoreAccess(State& state, Cell& cell, const TextsT& roles) {
+    const auto read = roles.empty() ? std::nullopt : pbcommon::roleNamed(roles.Get(0));
+    const auto write = roles.size() != 2 ? std::nullopt : pbcommon::roleNamed(roles.Get(1));
+    if (!read || !write) {
+        return false;
+    }
+    state.setAccess(cell, {.read = static_cast<SecurityRole>(*read),
+                           .write = static_cast<SecurityRole>(*write)});
+    return true;
+}
+
+}  // namespace
+
+const char* aspectName(pbcommon::Aspect aspect) {
+    return kAspectNames[static_cast<std::size_t>(aspect)];
+}
+
+std::optional<pbcommon::Aspect> aspectNamed(const std::string& sName) {
+    const auto* const found = std::find(kAspectNames.begin(), kAspectNames.end(), sName);
+    if (found == kAspectNames.end()) {
+        return std::nullopt;
+    }
+    return static_cast<pbcommon::Aspect>(found - kAspectNames.begin());
+}
+
+std::string joinTexts(const TextsT& texts) {
+    std::string sText;
+    for (const std::string& sLine : texts) {
+        sText += sText.empty() ? sLine : "\n" + sLine;
+    }
+    return sText;
+}
+
+void splitTexts(const std::string& sText, pbcommon::Aspect aspect, TextsT& texts) {
+    texts.Clear();
+    if (aspect == pbcommon::VALUE) {
+        *texts.Add() = sText;
+        return;
+    }
+    for (std::size_t begin = 0; begin < sText.size();) {
+        const std::size_t end = std::min(sText.find('\n', begin), sText.size());
+        *texts.Add() = sText.substr(begin, end - begin);
+        begin = end + 1;
+    }
+}
+
+Setting settingOf(const Cell& cell, pbcommon::Aspect aspect) {
+    const AspectState now = present(cell, static_cast<std::size_t>(aspect));
+    // a value is kept also when it is the default: somebody chose it
+    const bool bAsInSchema = aspect != pbcommon::VALUE && now == asTheSchemaHasIt(cell, aspect);
+    TextsT texts;
+    fill(texts, now);
+    return {.sVariable = cell.sAddress,
+            .aspect = aspect,
+            .content = bAsInSchema ? std::nullopt : std::optional(joinTexts(texts))};
+}
+
+bool restore(State& state, Cell& cell, const Setting& setting) {
+    if (!setting.content) {
+        return true;
+    }
+    TextsT texts;
+    splitTexts(*setting.content, setting.aspect, texts);
+    switch (setting.aspect) {
+        case pbcommon::OPTIONS:
+            return restoreOptions(state, cell, texts);
+        case pbcommon::ACCESS:
+            return restoreAccess(state, cell, texts);
+        default:
+            if (kindRefusal(*cell.row, *setting.content) != nullptr) {
+                return false;
+            }
+            state.setValue(cell, *setting.content);
+            return true;
+    }
+}
+
+std::string shown(const Cell& cell, const std::string& sValue) {
+    const bool bMasked = cell.row->kind() == pbcommon::SECRET && !sValue.empty();
+    return bMasked ? std::string(pbcommon::kMaskedSecret) : sValue;
+}
+
+void fillShown(TextsT& texts, const Cell& cell, const AspectState& state) {
+    fill(texts, state);
+    if (const auto* const sValue = std::get_if<std::string>(&state)) {
+        *texts.Mutable(0) = shown(cell, *sValue);
+    }
+}
+
+}  // namespace AppConfig

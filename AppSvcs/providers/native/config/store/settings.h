@@ -1,0 +1,43 @@
+#ifndef CONFIG_STORE_SETTINGS_H
+#define CONFIG_STORE_SETTINGS_H
+
+#include <optional>
+#include <string>
+
+#include "messages.pb.h"
+#include "state.h"
+
+namespace AppConfig {
+
+using TextsT = google::protobuf::RepeatedPtrField<std::string>;
+
+/// One aspect of a variable, as it is kept. A value is its own text; options, and the read and
+/// write role, stand one a line.
+struct Setting {
+    std::string sVariable;
+    pbcommon::Aspect aspect;
+    std::optional<std::string> content;  ///< nothing: options or access as the schema has them
+};
+
+/// An aspect as it is now, secrets in clear: for the database only.
+[[nodiscard]] Setting settingOf(const Cell& cell, pbcommon::Aspect aspect);
+/// Gives a variable back what was kept. Not logged.
+/// @return false (nothing has been changed) when the schema does not admit it
+[[nodiscard]] bool restore(State& state, Cell& cell, const Setting& setting);
+
+/// "value", "options", "access".
+[[nodiscard]] const char* aspectName(pbcommon::Aspect aspect);
+[[nodiscard]] std::optional<pbcommon::Aspect> aspectNamed(const std::string& sName);
+
+/// An aspect's texts as one text, and back.
+[[nodiscard]] std::string joinTexts(const TextsT& texts);
+void splitTexts(const std::string& sText, pbcommon::Aspect aspect, TextsT& texts);
+
+/// What is part of a variable's state as texts; of a secret that is not empty, the mask.
+void fillShown(TextsT& texts, const Cell& cell, const AspectState& state);
+/// Text of a value that may be shown to whoever may see the variable.
+[[nodiscard]] std::string shown(const Cell& cell, const std::string& sValue);
+
+}  // namespace AppConfig
+
+#endif

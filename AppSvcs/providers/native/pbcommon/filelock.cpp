@@ -1,0 +1,57 @@
+#include "filelock.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+
+namespace pbcommon {
+
+namespace {
+
+constexpr mode_t kLockMode = 0600;
+
+struct flock wholeFile() {
+    struct flock region {};
+    region.l_type = F_WRLCK;
+    region.l_whence = SEEK_SET;
+    return region;
+}
+
+/// Process that holds the lock on `fd`. The kernel says 0 for one of another process namespace.
+pid_t holderOf(int fd) {
+    struct flock region = wholeFile();
+    return fcntl(fd, F_GETLK, &region) == 0 && region.l_type != F_UNLCK ? region.l_pid : 0;
+}
+
+}  // namespace
+
+eErrorT FileLock::take(const std::string& path, pid_t& holder) {
+    const int fd = open(path.c_str(), O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW, kLockMode);
+    if (fd < 0) {
+        return kBadPath;
+    }
+    const struct flock region = wholeFile();
+    if (fcntl(fd, F_SETLK, &region) == 0) {
+        m_fd = fd;
+        return kNoError;
+    }
+    const int nError = errno;
+    const bool bHeld = nError == EAGAIN || nError == EACCES;
+    if (bHeld) {
+        holder = holderOf(fd);
+    }
+    close(fd);
+    errno = nError;
+    return bHeld ? kAlreadyInUse : kSystemCallFailed;
+}
+
+void FileLock::release() {
+    if (held()) {
+        close(m_fd);
+        m_fd = -1;
+    }
+}
+
+}  // namespace pbcommon

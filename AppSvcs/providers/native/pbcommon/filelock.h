@@ -1,0 +1,43 @@
+#ifndef PBCOMMON_FILELOCK_H
+#define PBCOMMON_FILELOCK_H
+
+#include <sys/types.h>
+
+#include <string>
+
+#include "ErrTypes.h"
+
+namespace pbcommon {
+
+/// Exclusive lock on a file, for a place that one process at a time may own: the endpoint takes one
+/// in its runtime directory. The kernel drops it with the process, however that ends; the file
+/// stays, because removing it would let a third process lock another file of that name. Not for two
+/// owners within one process: the lock does not tell them apart. Taken and released on one thread.
+class FileLock {
+public:
+    FileLock() = default;
+    ~FileLock() { release(); }
+
+    FileLock(const FileLock&) = delete;
+    FileLock& operator=(const FileLock&) = delete;
+
+    /// Makes the file if need be, for its owner alone, and locks it; never waits. Logs nothing. Not
+    /// while this object holds a lock.
+    /// @param path    a symbolic link is not followed
+    /// @param holder  set on kAlreadyInUse only: the process that holds the lock, 0 when unknown
+    /// @return kNoError; kAlreadyInUse; kBadPath (the file cannot be opened or made, errno kept);
+    ///         kSystemCallFailed (errno kept)
+    [[nodiscard]] eErrorT take(const std::string& path, pid_t& holder);
+
+    [[nodiscard]] bool held() const { return m_fd >= 0; }
+
+    /// Does nothing unless held.
+    void release();
+
+private:
+    int m_fd = -1;
+};
+
+}  // namespace pbcommon
+
+#endif
