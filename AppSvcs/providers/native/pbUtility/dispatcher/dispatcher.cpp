@@ -3,6 +3,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <asio/buffer.hpp>
 #include <asio/post.hpp>
 #include <cerrno>
 #include <chrono>
@@ -15,6 +16,7 @@
 #include "logmsg.h"
 #include "names.h"
 #include "pbUtils.h"
+#include "readiness.h"
 
 namespace PbUtility {
 
@@ -56,13 +58,15 @@ std::string describe(const Requester& requester) {
 }
 
 PbUtilsImpl::PbUtilsImpl(std::string sEndpointName)
-    : m_sEndpointName(std::move(sEndpointName)), m_io(1), m_acceptor(m_io), m_timer(m_io) {}
+    : m_sEndpointName(std::move(sEndpointName)),
+      m_io(1),
+      m_acceptor(m_io),
+      m_timer(m_io),
+      m_frameTimer(m_io) {}
 
 PbUtilsImpl::~PbUtilsImpl() {
-    if (m_thread.joinable()) {
-        asio::post(m_io, [this] { stop(); });
-        m_thread.join();
-    }
+    end();
+    join();
 }
 
 PbUtilsImpl& PbUtilsImpl::of(PbUtils& pbUtils) { return *pbUtils.m_impl; }
@@ -106,21 +110,32 @@ eErrorT PbUtilsImpl::listen() {
 void PbUtilsImpl::run() {
     accept();
     m_io.run();
-    m_sessions.clear();
+    m_waiting.clear();
+    m_connections.clear();
     m_endpoint.release();
     loginfo("pbUtility", "dispatcher ended\n");
 }
 
 void PbUtilsImpl::setReady(bool bReady) {
     asio::post(m_io, [this, bReady] {
+        if (m_bStopping) {
+            return;
+        }
         if (bReady && m_handler != nullptr) {
             m_handler->dispatchingBegins();
         }
         m_bReady = bReady;
-        for (const std::shared_ptr<Session>& session : currentSessions()) {
-            session->resume();
+        if (bReady) {
+            tellReady();
+        }
+        if (m_turn == Turn::kAll) {
+            resumeWaiting();  // else the commit does
         }
     });
+}
+
+void PbUtilsImpl::end() {
+    asio::post(m_io, [this] { stop(); });
 }
 
 void PbUtilsImpl::join() {
@@ -164,23 +179,57 @@ void PbUtilsImpl::welcome(Session::Socket socket) {
         logerr("pbUtility", "connection closed: its peer cannot be told\n");
         return;
     }
+    if (!m_connections.admits(peer)) {
+        turnAway(socket);
+        return;
+    }
     const auto session = std::make_shared<Session>(*this, std::move(socket), peer);
-    m_sessions.insert(session);
+    m_connections.add(session);
     session->start();
 }
 
-bool PbUtilsImpl::serve(Session& session, std::string_view message, std::string& answers) {
-    if (!m_request.ParseFromArray(message.data(), static_cast<int>(message.size()))) {
-        return false;
-    }
+/// Tells the client why, if the socket takes it at once.
+void PbUtilsImpl::turnAway(Session::Socket& socket) {
     m_reply.Clear();
-    answer(session);
-    if (pbcommon::appendFrame(m_reply, answers) != kNoError) {
-        m_reply.Clear();
-        refuse(m_reply, pbcommon::kOutOfRange, "ERR_ANSWER_TOO_LONG");
-        return pbcommon::appendFrame(m_reply, answers) == kNoError;
+    refuse(m_reply, pbcommon::kOutOfResources, "ERR_TOO_MANY_CONNECTIONS");
+    std::string sFrame;
+    asio::error_code error;
+    socket.non_blocking(true, error);
+    if (!error && pbcommon::appendFrame(m_reply, sFrame) == kNoError) {
+        (void)socket.write_some(asio::buffer(sFrame), error);
     }
-    return true;
+}
+
+Served PbUtilsImpl::serve(Session& session, std::string_view message) {
+    const bool bRequest =
+        m_request.ParseFromArray(message.data(), static_cast<int>(message.size()));
+    Served served = bRequest ? Served::kAnswered : Served::kNoRequest;
+    if (!hasTurn(bRequest && m_request.has_set())) {
+        served = Served::kNotYet;
+    } else if (bRequest) {
+        m_reply.Clear();
+        answer(session);
+        session.answer(m_reply, m_turn == Turn::kChanges);
+    }
+    if (message.size() > kKeptBytes) {
+        m_request = {};
+    }
+    if (static_cast<std::size_t>(m_reply.GetCachedSize()) > kKeptBytes) {
+        m_reply = {};
+    }
+    return served;
+}
+
+bool PbUtilsImpl::hasTurn(bool bChange) const {
+    switch (m_turn) {
+        case Turn::kChanges:
+            return m_bReady && bChange;
+        case Turn::kOthers:
+            return m_bReady && !bChange;
+        case Turn::kAll:
+            break;
+    }
+    return m_bReady;
 }
 
 void PbUtilsImpl::answer(Session& session) {
@@ -212,30 +261,69 @@ void PbUtilsImpl::answer(Session& session) {
             loginfo("pbUtility", "shutdown by %s\n", describe(m_requester).c_str());
             stop();
             break;
-        case pbcommon::Request::kWatch:
-            session.watch({.role = m_requester.role, .sPattern = m_request.watch().pattern()});
-            break;
         case pbcommon::Request::BODY_NOT_SET:
             refuse(m_reply, pbcommon::kNotImplemented, "ERR_UNKNOWN_REQUEST");
             break;
         default:
-            if (m_handler == nullptr) {
-                refuse(m_reply, pbcommon::kNotInitialized, "ERR_NO_STORE");
-            } else {
-                m_handler->handle(m_requester, m_request, m_reply, *this);
-            }
+            handle(session);
     }
 }
 
-void PbUtilsImpl::publish(const std::function<bool(const Watcher&, pbcommon::Reply&)>& news) {
-    for (const std::shared_ptr<Session>& session : currentSessions()) {
-        pbcommon::Reply message;
-        std::string sFrame;
-        if (session->watcher() && news(*session->watcher(), message)) {
-            // what does not fit into a frame is missed, as what the client does not read
-            session->tell(pbcommon::appendFrame(message, sFrame) == kNoError ? sFrame : "");
+void PbUtilsImpl::handle(Session& session) {
+    if (m_handler == nullptr) {
+        refuse(m_reply, pbcommon::kNotInitialized, "ERR_NO_STORE");
+    } else if (m_handler->handle(m_requester, m_request, m_reply, session) ==
+               Answer::kUncommitted) {
+        if (m_turn != Turn::kChanges) {
+            m_turn = Turn::kChanges;
+            commitSoon();
         }
     }
+}
+
+/// Behind the sessions that are ready already and, the second time round the event loop, behind
+/// those that became so during the last commit. Without them ten clients fall into step as one and
+/// nine, with a commit each. A client on its own waits for nothing.
+void PbUtilsImpl::commitSoon() {
+    asio::post(m_io, [this] { asio::post(m_io, [this] { commit(); }); });
+}
+
+void PbUtilsImpl::commit() {
+    if (m_turn != Turn::kChanges) {
+        return;
+    }
+    m_reply.Clear();
+    std::string sFailure;
+    if (m_handler->commit(*this, m_reply) != kNoError) {
+        (void)pbcommon::appendFrame(m_reply, sFailure);
+    }
+    for (const std::shared_ptr<Session>& session : m_waiting) {
+        session->releaseAnswers(sFailure);
+    }
+    m_turn = Turn::kOthers;
+    resumeWaiting();
+    m_turn = Turn::kAll;
+    resumeWaiting();
+}
+
+void PbUtilsImpl::resumeWaiting() {
+    std::swap(m_waiting, m_resuming);
+    for (const std::shared_ptr<Session>& session : m_resuming) {
+        session->resume();
+    }
+    m_resuming.clear();
+}
+
+void PbUtilsImpl::publish(const std::function<bool(const Watcher&, pbcommon::Reply&)>& news) {
+    m_connections.forEachWatcher([this, &news](Session& session) {
+        m_news.Clear();
+        m_sNewsFrame.clear();
+        if (news(*session.watcher(), m_news)) {
+            // what does not fit into a frame is missed, as what the client does not read
+            (void)pbcommon::appendFrame(m_news, m_sNewsFrame);
+            session.tell(m_sNewsFrame);
+        }
+    });
 }
 
 void PbUtilsImpl::answerPing() {
@@ -245,37 +333,60 @@ void PbUtilsImpl::answerPing() {
     service.set_pid(getpid());
 }
 
-/// No new connections, the last answers go out, then the event loop has nothing left to wait for.
+/// No new connections nor requests, the last answers go out, then the event loop has nothing left
+/// to wait for.
 void PbUtilsImpl::stop() {
     m_bStopping = true;
+    m_bReady = false;
     asio::error_code ignored;
     m_acceptor.close(ignored);
+    m_frameTimer.cancel();
     m_timer.expires_after(kLastAnswers);
     m_timer.async_wait([this](const asio::error_code& cancelled) {
         if (!cancelled) {
             m_io.stop();
         }
     });
-    for (const std::shared_ptr<Session>& session : currentSessions()) {
+    commit();
+    for (const std::shared_ptr<Session>& session : m_connections.all()) {
         session->finish();
     }
     endWithLastSession();
 }
 
 void PbUtilsImpl::forget(const std::shared_ptr<Session>& session) {
-    m_sessions.erase(session);
+    m_connections.remove(session);
     endWithLastSession();
 }
 
 void PbUtilsImpl::endWithLastSession() {
-    if (m_bStopping && m_sessions.empty()) {
+    if (m_bStopping && m_connections.empty()) {
         m_timer.cancel();
     }
 }
 
-/// A copy: a session that ends while one walks over them leaves the set.
-std::vector<std::shared_ptr<Session>> PbUtilsImpl::currentSessions() const {
-    return {m_sessions.begin(), m_sessions.end()};
+void PbUtilsImpl::expectFrameEnd() {
+    if (!m_bFrameTimerRuns && !m_bStopping) {
+        waitForFrames(Session::Clock::now() + m_frameTime);
+    }
+}
+
+void PbUtilsImpl::waitForFrames(Session::Clock::time_point until) {
+    m_bFrameTimerRuns = true;
+    m_frameTimer.expires_at(until);
+    m_frameTimer.async_wait([this](const asio::error_code& cancelled) {
+        m_bFrameTimerRuns = false;
+        if (!cancelled) {
+            dropUnfinished();
+        }
+    });
+}
+
+void PbUtilsImpl::dropUnfinished() {
+    const auto oldest = m_connections.dropUnfinished(m_frameTime);
+    if (oldest) {
+        waitForFrames(*oldest + m_frameTime);
+    }
 }
 
 }  // namespace PbUtility

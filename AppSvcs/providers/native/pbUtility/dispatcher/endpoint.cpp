@@ -1,6 +1,5 @@
 #include "endpoint.h"
 
-#include <fcntl.h>
 #include <sys/stat.h>
 #include <sys/un.h>
 #include <unistd.h>
@@ -16,20 +15,6 @@ namespace PbUtility {
 namespace {
 
 constexpr mode_t kDirectoryMode = 0755;
-constexpr mode_t kLockMode = 0600;
-
-struct flock wholeFile(short type) {
-    struct flock region {};
-    region.l_type = type;
-    region.l_whence = SEEK_SET;
-    return region;
-}
-
-/// Process that holds the lock on `fd`, 0 when it cannot be told.
-pid_t holderOf(int fd) {
-    struct flock region = wholeFile(F_WRLCK);
-    return fcntl(fd, F_GETLK, &region) == 0 && region.l_type != F_UNLCK ? region.l_pid : 0;
-}
 
 }  // namespace
 
@@ -55,26 +40,16 @@ eErrorT Endpoint::claim(const std::string& sDirectory, const std::string& sName)
 }
 
 eErrorT Endpoint::lock(const std::string& sDirectory, const std::string& sLockPath) {
-    const int fd = open(sLockPath.c_str(), O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW, kLockMode);
-    if (fd < 0) {
-        logcrit("pbUtility", "cannot open %s: %s\n", sLockPath.c_str(), strerror(errno));
-        return kBadPath;
-    }
-    const struct flock region = wholeFile(F_WRLCK);
-    if (fcntl(fd, F_SETLK, &region) == 0) {
-        m_lockFd = fd;
-        return kNoError;
-    }
-    const int nError = errno;
-    const bool bHeld = nError == EAGAIN || nError == EACCES;
-    if (bHeld) {
-        logcrit("pbUtility", "process %d holds %s already; this one ends\n", holderOf(fd),
+    pid_t holder = 0;
+    const eErrorT result = m_lock.take(sLockPath, holder);
+    if (result == kAlreadyInUse) {
+        logcrit("pbUtility", "process %d holds %s already; this one ends\n", holder,
                 sDirectory.c_str());
-    } else {
-        logcrit("pbUtility", "cannot lock %s: %s\n", sLockPath.c_str(), strerror(nError));
+    } else if (result != kNoError) {
+        logcrit("pbUtility", "cannot %s %s: %s\n", result == kBadPath ? "open" : "lock",
+                sLockPath.c_str(), strerror(errno));
     }
-    close(fd);
-    return bHeld ? kAlreadyInUse : kSystemCallFailed;
+    return result;
 }
 
 eErrorT Endpoint::removeStaleSocket() {
@@ -87,16 +62,14 @@ eErrorT Endpoint::removeStaleSocket() {
     } else {
         logcrit("pbUtility", "cannot remove %s: %s\n", m_sSocketPath.c_str(), strerror(errno));
     }
-    close(m_lockFd);
-    m_lockFd = -1;
+    m_lock.release();
     return kBadPath;
 }
 
 void Endpoint::release() {
-    if (m_lockFd >= 0) {
+    if (m_lock.held()) {
         unlink(m_sSocketPath.c_str());
-        close(m_lockFd);
-        m_lockFd = -1;
+        m_lock.release();
     }
 }
 

@@ -4,12 +4,12 @@
 #include <string>
 
 #include "ErrTypes.h"
+#include "filelock.h"
 
 namespace PbUtility {
 
 /// The place in the file system under which clients find an endpoint: "<name>.sock" in a runtime
 /// directory, guarded by a lock on "<name>.lock" beside it, so that one process at a time owns it.
-/// The kernel drops the lock with the process, however that ends; the lock file stays.
 /// Not for two owners within one process: the lock does not tell them apart.
 class Endpoint {
 public:
@@ -37,7 +37,7 @@ private:
     [[nodiscard]] eErrorT removeStaleSocket();
 
     std::string m_sSocketPath;
-    int m_lockFd = -1;
+    pbcommon::FileLock m_lock;
 };
 
 }  // namespace PbUtility

@@ -6,6 +6,7 @@
 #include <functional>
 #include <string>
 
+#include "ErrTypes.h"
 #include "SecurityRole.h"
 
 namespace pbcommon {
@@ -44,6 +45,22 @@ public:
         const std::function<bool(const Watcher& watcher, pbcommon::Reply& message)>& news) = 0;
 };
 
+/// The connection that a request came over.
+class Client {
+public:
+    virtual ~Client() = default;
+
+    /// From now on it is told of changes.
+    /// @return kNoError; kOutOfResources (there are too many watchers)
+    [[nodiscard]] virtual eErrorT watch(Watcher watcher) = 0;
+};
+
+/// What an answer is worth.
+enum class Answer {
+    kFinal,        ///< it may be sent
+    kUncommitted,  ///< it, and every answer behind it, has to wait for commit()
+};
+
 /// Where the dispatcher delivers requests that it does not answer itself.
 class RequestHandler {
 public:
@@ -52,11 +69,20 @@ public:
     /// Called on the dispatcher's thread before the first request.
     virtual void dispatchingBegins() = 0;
 
-    /// Answers one request. Dispatcher's thread, one call at a time.
-    /// @param reply      empty; what it holds on return is sent
-    /// @param publisher  for what others are to hear of it
-    virtual void handle(const Requester& requester, const pbcommon::Request& request,
-                        pbcommon::Reply& reply, Publisher& publisher) = 0;
+    /// Answers one request. Dispatcher's thread, one call at a time. Between an uncommitted answer
+    /// and commit() only requests that set something are handed over: no other sees what may yet
+    /// be undone.
+    /// @param reply   empty; what it holds on return is sent
+    /// @param client  for a request to watch
+    [[nodiscard]] virtual Answer handle(const Requester& requester,
+                                        const pbcommon::Request& request, pbcommon::Reply& reply,
+                                        Client& client) = 0;
+
+    /// Makes durable, all at once, what the uncommitted answers tell of, then tells the watchers.
+    /// @param failure  empty; on a failure the answer to each of the requests since the first
+    ///                 uncommitted one, whatever had been its own
+    /// @return kNoError; kWriteError (logged; everything they did has been undone)
+    [[nodiscard]] virtual eErrorT commit(Publisher& publisher, pbcommon::Reply& failure) = 0;
 };
 
 }  // namespace PbUtility

@@ -7,6 +7,7 @@
 #include <string_view>
 #include <utility>
 
+#include "clientlimits.h"
 #include "dispatcher.h"
 #include "frame.h"
 #include "logmsg.h"
@@ -17,10 +18,13 @@ namespace PbUtility {
 namespace {
 
 constexpr std::size_t kReadBytes = std::size_t{4} << 10;  ///< room for one read
-/// Answers collected before they are written; the frames behind wait.
-constexpr std::size_t kMaxUnwrittenBytes = std::size_t{64} << 10;
-/// News that wait for a client to read; what comes on top is missed.
-constexpr std::size_t kMaxUnreadNewsBytes = std::size_t{256} << 10;
+
+/// Gives the memory back that one long message took.
+void reclaim(std::string& frames) {
+    if (frames.capacity() > kKeptBytes) {
+        std::string().swap(frames);
+    }
+}
 
 }  // namespace
 
@@ -37,11 +41,17 @@ void Session::start() {
     }
 }
 
-void Session::resume() { serveFrames(); }
+void Session::resume() {
+    m_bAwaitingResume = false;
+    if (m_socket.is_open()) {
+        serveFrames();
+    }
+}
 
 void Session::finish() {
     m_bFinishing = true;
-    if (!m_bServing && !m_bWriting) {
+    m_frameBegan.reset();
+    if (!m_bServing && !m_bWriting && m_nHeld == 0) {
         close();
     }
 }
@@ -51,6 +61,7 @@ void Session::read() {
         return;
     }
     m_bReading = true;
+    noteHalfFrame();
     reclaimInput();
     const auto room = asio::buffer(m_input) + m_nEnd;
     m_socket.async_read_some(
@@ -67,6 +78,13 @@ void Session::read() {
                 self->finish();
             }
         });
+}
+
+void Session::noteHalfFrame() {
+    if (m_nEnd > m_nBegin && !m_frameBegan) {
+        m_frameBegan = Clock::now();
+        m_dispatcher.expectFrameEnd();
+    }
 }
 
 /// Moves what is not served to the front and makes room behind it, for the rest of the frame that
@@ -87,49 +105,98 @@ void Session::reclaimInput() {
 
 void Session::serveFrames() {
     if (m_bWriting) {
+        m_frameBegan.reset();  // it is not read meanwhile: it is not the client who is late
         return;
     }
     m_bServing = true;
     bool bWritten = true;
-    while (bWritten && !m_bFinishing && serveNextFrame()) {
-        bWritten = m_unsent.size() < kMaxUnwrittenBytes || flush();
+    Next next = Next::kServed;
+    while (bWritten && next == Next::kServed) {
+        next = serveNextFrame();
+        bWritten = m_unsent.size() < pbcommon::kMaxUnwrittenBytes || flush();
     }
     m_bServing = false;
     if (!bWritten || !flush()) {
         return;
     }
     if (m_bFinishing) {
-        close();
-    } else if (m_dispatcher.isReady() || m_nEnd - m_nBegin < pbcommon::kFrameHeaderBytes) {
+        finish();
+    } else if (next == Next::kIncomplete) {
         read();
     }
 }
 
-bool Session::serveNextFrame() {
+Session::Next Session::serveNextFrame() {
+    if (m_bFinishing) {
+        return Next::kEnded;
+    }
     const std::string_view input(m_input.data() + m_nBegin, m_nEnd - m_nBegin);
     if (input.size() < pbcommon::kFrameHeaderBytes) {
-        return false;
+        return Next::kIncomplete;
     }
     const std::size_t nLength = pbcommon::frameLength(input.data());
     if (nLength > pbcommon::kMaxMessageBytes) {
         dropFor("it announced a frame of " + std::to_string(nLength) + " bytes");
-        return false;
+        return Next::kEnded;
     }
-    if (!m_dispatcher.isReady() || input.size() - pbcommon::kFrameHeaderBytes < nLength) {
-        return false;
+    if (input.size() - pbcommon::kFrameHeaderBytes < nLength) {
+        return Next::kIncomplete;
     }
-    m_nBegin += pbcommon::kFrameHeaderBytes + nLength;
-    if (!m_dispatcher.serve(*this, input.substr(pbcommon::kFrameHeaderBytes, nLength), m_unsent)) {
-        dropFor("it sent a frame that is no request");
-        return false;
+    m_frameBegan.reset();
+    const std::string_view message = input.substr(pbcommon::kFrameHeaderBytes, nLength);
+    const bool bRoom = m_held.size() < pbcommon::kMaxUnwrittenBytes;
+    switch (bRoom ? m_dispatcher.serve(*this, message) : Served::kNotYet) {
+        case Served::kNotYet:
+            awaitResume();
+            return Next::kWaits;
+        case Served::kNoRequest:
+            dropFor("it sent a frame that is no request");
+            return Next::kEnded;
+        case Served::kAnswered:
+            m_nBegin += pbcommon::kFrameHeaderBytes + nLength;
     }
-    return true;
+    return Next::kServed;
+}
+
+void Session::awaitResume() {
+    if (!m_bAwaitingResume) {
+        m_bAwaitingResume = true;
+        m_dispatcher.resumeLater(shared_from_this());
+    }
+}
+
+void Session::answer(const pbcommon::Reply& reply, bool bHeld) {
+    std::string& answers = bHeld ? m_held : m_unsent;
+    if (pbcommon::appendFrame(reply, answers) != kNoError) {
+        pbcommon::Reply tooLong;
+        tooLong.set_code(pbcommon::kOutOfRange);
+        tooLong.add_tag("ERR_ANSWER_TOO_LONG");
+        (void)pbcommon::appendFrame(tooLong, answers);  // a few bytes: it fits
+    }
+    if (bHeld) {
+        ++m_nHeld;
+        awaitResume();
+    }
+}
+
+void Session::releaseAnswers(const std::string& sFailure) {
+    if (sFailure.empty() && m_unsent.empty()) {
+        std::swap(m_unsent, m_held);
+    } else if (sFailure.empty()) {
+        m_unsent += m_held;
+    }
+    for (; m_nHeld > 0; --m_nHeld) {
+        m_unsent += sFailure;
+    }
+    m_held.clear();
+    reclaim(m_held);
 }
 
 /// Writes at once what the socket takes, which is nearly always all, and leaves the rest to the
 /// event loop.
 /// @return false when something is left, or the connection has ended over it
 bool Session::flush() {
+    addMissedNotice();
     if (m_unsent.empty()) {
         return true;
     }
@@ -142,6 +209,7 @@ bool Session::flush() {
     }
     if (nWritten == m_inFlight.size()) {
         m_inFlight.clear();
+        reclaim(m_inFlight);
         return true;
     }
     writeRest(nWritten);
@@ -154,7 +222,7 @@ void Session::writeRest(std::size_t nWritten) {
                       [self = shared_from_this()](const asio::error_code& error, std::size_t) {
                           self->m_bWriting = false;
                           self->m_inFlight.clear();
-                          self->addMissedNotice();
+                          reclaim(self->m_inFlight);
                           if (error) {
                               self->close();
                           } else {
@@ -163,15 +231,23 @@ void Session::writeRest(std::size_t nWritten) {
                       });
 }
 
+eErrorT Session::watch(Watcher watcher) {
+    const eErrorT result = m_dispatcher.addWatcher(shared_from_this());
+    if (result == kNoError) {
+        m_watcher = std::move(watcher);
+    }
+    return result;
+}
+
 void Session::tell(const std::string& sFrame) {
     // once one is missed the notice comes first, so that the client knows where the gap is
-    if (sFrame.empty() || m_nMissed > 0 || m_unsent.size() > kMaxUnreadNewsBytes) {
+    if (sFrame.empty() || m_nMissed > 0 || m_unsent.size() > pbcommon::kMaxUnreadNewsBytes) {
         ++m_nMissed;
     } else {
         m_unsent += sFrame;
     }
-    if (!m_bServing && !m_bWriting) {
-        addMissedNotice();
+    // else it goes out with the answers
+    if (!m_bServing && !m_bWriting && m_nHeld == 0) {
         (void)flush();
     }
 }
@@ -186,8 +262,10 @@ void Session::addMissedNotice() {
 }
 
 void Session::dropFor(const std::string& sReason) {
-    logwarn("pbUtility", "connection of uid %u, process %d closed: %s\n", m_peer.uid, m_peer.pid,
-            sReason.c_str());
+    if (!m_bFinishing) {
+        logwarn("pbUtility", "connection of uid %u, process %d closed: %s\n", m_peer.uid,
+                m_peer.pid, sReason.c_str());
+    }
     finish();
 }
 

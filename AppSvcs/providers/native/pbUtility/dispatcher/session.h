@@ -2,12 +2,12 @@
 #define PBUTILITY_DISPATCHER_SESSION_H
 
 #include <asio/local/stream_protocol.hpp>
+#include <chrono>
 #include <cstddef>
 #include <cstdint>
 #include <memory>
 #include <optional>
 #include <string>
-#include <utility>
 
 #include "peer.h"
 #include "requesthandler.h"
@@ -16,42 +16,64 @@ namespace PbUtility {
 
 class PbUtilsImpl;
 
+/// What memory a connection or a message keeps for the next use; more is given back.
+inline constexpr std::size_t kKeptBytes = std::size_t{16} << 10;
+
 /// One client's connection: cuts what it sends into frames, has them served in order, writes the
 /// answers. While answers wait to be written nothing more is read, so a client that does not read
 /// holds up itself alone and the memory of a connection stays bounded. A client that breaks the
 /// framing, or sends what is no request, loses its connection. Dispatcher's thread.
-class Session : public std::enable_shared_from_this<Session> {
+class Session : public std::enable_shared_from_this<Session>, public Client {
 public:
     using Socket = asio::local::stream_protocol::socket;
+    using Clock = std::chrono::steady_clock;
 
     Session(PbUtilsImpl& dispatcher, Socket socket, const Peer& peer);
 
     /// Begins to read.
     void start();
-    /// Serves what has come in while the dispatcher was not ready.
+    /// Serves what had to wait.
     void resume();
     [[nodiscard]] const Peer& peer() const { return m_peer; }
 
-    /// From now on the client wants to be told of changes.
-    void watch(Watcher watcher) { m_watcher = std::move(watcher); }
+    /// To the frame that is being served. A held answer waits for releaseAnswers().
+    void answer(const pbcommon::Reply& reply, bool bHeld);
+    /// Lets the held answers go with the next resume().
+    /// @param sFailure  unless empty, the frame that takes the place of each
+    void releaseAnswers(const std::string& sFailure);
+
+    [[nodiscard]] eErrorT watch(Watcher watcher) override;
+    /// What it watches, once it does.
     [[nodiscard]] const std::optional<Watcher>& watcher() const { return m_watcher; }
     /// Sends a frame that is no answer. A client that does not read misses it and is told how many
     /// it has missed when it reads again; so does one for which the frame is empty.
     void tell(const std::string& sFrame);
 
+    /// When the frame began whose rest is being waited for; nothing when there is none.
+    [[nodiscard]] std::optional<Clock::time_point> frameBegan() const { return m_frameBegan; }
+    /// Closes the connection as finish() does, and logs the reason.
+    void dropFor(const std::string& sReason);
     /// Closes the connection once the answers given so far are written.
     void finish();
 
 private:
+    enum class Next {
+        kServed,
+        kIncomplete,  ///< the rest of the frame is to be read
+        kWaits,       ///< resume() will be called
+        kEnded,       ///< no frame is served any more
+    };
+
     void read();
+    void noteHalfFrame();
     void serveFrames();
     [[nodiscard]] bool flush();
     void writeRest(std::size_t nWritten);
     void addMissedNotice();
     void reclaimInput();
-    /// Takes the frame at the start of the input; false when there is none, or none yet.
-    bool serveNextFrame();
-    void dropFor(const std::string& sReason);
+    /// Takes the frame at the start of the input.
+    [[nodiscard]] Next serveNextFrame();
+    void awaitResume();
     void close();
 
     PbUtilsImpl& m_dispatcher;
@@ -62,8 +84,12 @@ private:
     std::size_t m_nEnd = 0;
     std::string m_unsent;    ///< frames to be written
     std::string m_inFlight;  ///< frames being written
+    std::string m_held;      ///< answers that follow m_unsent once they are released
+    std::size_t m_nHeld = 0;
     std::optional<Watcher> m_watcher;
     std::uint64_t m_nMissed = 0;
+    std::optional<Clock::time_point> m_frameBegan;
+    bool m_bAwaitingResume = false;
     bool m_bReading = false;
     bool m_bServing = false;
     bool m_bWriting = false;

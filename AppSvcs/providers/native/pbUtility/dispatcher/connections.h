@@ -1,0 +1,52 @@
+#ifndef PBUTILITY_DISPATCHER_CONNECTIONS_H
+#define PBUTILITY_DISPATCHER_CONNECTIONS_H
+
+#include <chrono>
+#include <functional>
+#include <memory>
+#include <optional>
+#include <unordered_set>
+#include <vector>
+
+#include "peer.h"
+#include "session.h"
+
+namespace PbUtility {
+
+/// The sessions that there are, held to the limits of their number. Dispatcher's thread.
+class Connections {
+public:
+    using Clock = std::chrono::steady_clock;
+
+    /// Whether there is room for one more of this peer. The first refusal is logged, and the next
+    /// one after a minute without any: a flood does not reach the log.
+    [[nodiscard]] bool admits(const Peer& peer);
+    void add(const std::shared_ptr<Session>& session) { m_sessions.insert(session); }
+    void remove(const std::shared_ptr<Session>& session);
+    void clear();
+    [[nodiscard]] bool empty() const { return m_sessions.empty(); }
+
+    /// A copy: a session that ends while one walks over them leaves.
+    [[nodiscard]] std::vector<std::shared_ptr<Session>> all() const;
+
+    /// The session watches from now on.
+    /// @return kNoError; kOutOfResources (there are too many watchers)
+    [[nodiscard]] eErrorT addWatcher(const std::shared_ptr<Session>& session);
+    /// @param visit  may end the session that it gets, no other
+    void forEachWatcher(const std::function<void(Session&)>& visit);
+
+    /// Drops every session whose frame began that long ago and is not whole yet.
+    /// @return when the oldest of the other unfinished frames began, if there is one
+    [[nodiscard]] std::optional<Clock::time_point> dropUnfinished(Clock::duration frameTime) const;
+
+private:
+    [[nodiscard]] bool hasRoomFor(const Peer& peer) const;
+
+    std::unordered_set<std::shared_ptr<Session>> m_sessions;
+    std::vector<std::shared_ptr<Session>> m_watching;
+    std::optional<Clock::time_point> m_lastRefusal;
+};
+
+}  // namespace PbUtility
+
+#endif
