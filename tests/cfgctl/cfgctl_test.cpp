@@ -4,7 +4,9 @@
 #include "commandline.h"
 #include "completion.h"
 #include "output.h"
+#include "session.h"
 #include "text.h"
+#include "why.h"
 
 namespace cfgctl {
 namespace {
@@ -49,6 +51,11 @@ TEST(CommandLine, WrongUsageIsNamed) {
         {{"list", "a*", "b*"},            "PATTERN"},
         {{"ping", "a.b"},                 "a.b"},
         {{"--role", "startup", "ping"},   "user, admin, provisioning, system"},
+        {{"history", "-n", "0"},          "'0' is no number from 1"},
+        {{"history", "-n", "4294967296"}, "to 4294967295"},
+        {{"watch", "--since", "-1"},      "'-1'"},
+        {{"watch", "--since", "4x"},      "'4x'"},
+        {{"list", "--since", "4"},        "--since"},
     };
     // clang-format on
     for (const auto& [words, says] : cases) {
@@ -61,7 +68,9 @@ TEST(CommandLine, TakesGlobalOptionsAnywhereAndValuesAsTheyAre) {
         commandLine({"--role", "admin", "set", "a.b=\"q\" {1}", "c=--x", "--json"});
     EXPECT_STREQ(line.command->name, "set");
     EXPECT_THAT(line.operands, testing::ElementsAre("a.b=\"q\" {1}", "c=--x"));
-    EXPECT_TRUE(line.role == pbcommon::kAdmin && line.bJson);
+    EXPECT_TRUE(line.options.role == pbcommon::kAdmin && line.options.bJson);
+    EXPECT_EQ(commandLine({"history", "a.*", "-n", "3"}).options.mostChanges, 3);
+    EXPECT_EQ(commandLine({"watch", "--since", "0", "a.*"}).options.since, 0);
 }
 
 TEST(Assignments, SplitAtTheFirstEqualsSignAndShowNoValueWhenWrong) {
@@ -103,22 +112,144 @@ TEST(Listing, FitsTheTerminalColumnByColumnWithoutControlCharacters) {
                 HasSubstr("a.room        Café 会議室\\x0a  text up to 255 bytes   user/admin\n"));
 }
 
+/// Times are told in the process's time zone.
+const int gTimeZoneIsSet = (setenv("TZ", "UTC", 1), tzset(), 0);
+const std::string kHead =
+    "revision: 41 time_us: 1795390867007999 client: 'pa\\033nel' uid: 7 pid: 4711 role: kAdmin ";
+
 TEST(ChangeText, TellsWhatElseAChangeDid) {
-    setenv("TZ", "UTC", 1);
-    tzset();
     const auto change = parsed<pbcommon::Change>(
-        "time_us: 1795390867007999 client: 'pa\\033nel' uid: 7 pid: 4711 role: kAdmin "
+        kHead +
         "assignment { name: 'a.on' value: 'false' } "
-        "effect { variable: 'a.on' before: 'false' after: '' cause: 'onSet a.on' } "
-        "effect { variable: 'a.mode[1]' aspect: OPTIONS before: ['v1', 'v3'] cause: 'x' } "
+        "effect { variable: 'a.on' before: 'false' after: '' cause: 'onSet' trigger: 'a.on' } "
+        "effect { variable: 'a.mode[1]' aspect: OPTIONS before: ['v1', 'v3'] cause: 'onSet' } "
         "effect { variable: 'a.b' aspect: ACCESS before: ['user', 'user'] "
-        "         after: ['admin', 'system'] cause: 'change a.c' }");
+        "         after: ['admin', 'system'] cause: 'change' trigger: 'a.c' }");
     EXPECT_EQ(changeText(change, StreamT{}),
-              "2026-11-22 23:41:07.007  pa\\x1bnel (uid 7, process 4711), role admin\n"
+              "revision 41  2026-11-22 23:41:07.007  pa\\x1bnel (uid 7, process 4711), role admin\n"
               "  set a.on=false\n"
               "  a.on       value    false → \"\"               (onSet a.on)\n"
-              "  a.mode[1]  options  v1 v3 → (none)           (x)\n"
+              "  a.mode[1]  options  v1 v3 → (none)           (onSet)\n"
               "  a.b        access   editable → admin/system  (change a.c)\n");
+    EXPECT_THAT(changeText(change, {.bTerminal = true, .nColumns = 58}),
+                AllOf(HasSubstr("revision 41  2026-11-22 23:41:07.007\n  pa\\x1bnel (uid 7"),
+                      HasSubstr("\n  a.b        access   editable → admin/system\n"
+                                "      (change a.c)\n")));
+    EXPECT_THAT(changeText(change, {.bTerminal = true, .nColumns = 59}),
+                HasSubstr("admin/system  (change a.c)\n"));
+}
+
+TEST(NewsText, TellsWhatIsMissingWhereItIsMissing) {
+    const auto headOf = [](int n) { return "revision " + std::to_string(n) + "  1970.*\n"; };
+    EXPECT_THAT(newsText(parsed<pbcommon::Reply>("revision: 9 oldest: 8 history { revision: 8 } "
+                                                 "history { revision: 9 }"),
+                         {}),
+                testing::MatchesRegex("-- changes before revision 8 are no longer in history\n" +
+                                      headOf(8) + headOf(9)));
+    EXPECT_THAT(newsText(parsed<pbcommon::Reply>("missed: 2 change { revision: 9 }"), {}),
+                testing::MatchesRegex("-- 2 changes were missed: .*\n" + headOf(9)));
+    EXPECT_EQ(newsText(parsed<pbcommon::Reply>("revision: 9"), {}), "");
+}
+
+std::string whyOf(const std::string& sReason) {
+    const auto variable = parsed<pbcommon::Variable>(
+        "name: 'a.mode' offered: ['v1', 'v2c'] description { option: ['v1', 'v2c', 'v3'] }");
+    const auto reply = parsed<pbcommon::Reply>("reason { " + sReason + " }");
+    return whyText(variable, reply.reason(), {});
+}
+
+TEST(WhyText, TellsWhatHoldsAndSinceWhen) {
+    // clang-format off
+    const std::pair<const char*, const char*> cases[] = {
+        {"now: ''", "value    \"\"\n  as the schema has it\n"},
+        {"aspect: OPTIONS now: ['v1', 'v2c']",
+         "options  v1 v2c\n  not offered now: v3\n  as the schema has it\n"},
+        {"aspect: ACCESS now: ['user', 'system'] revision: 41",
+         "access   read-only\n  since revision 41, which history no longer holds\n"},
+    };
+    // clang-format on
+    for (const auto& [reason, told] : cases) EXPECT_EQ(whyOf(reason), told);
+}
+
+struct ChainCaseT {
+    const char* name;
+    const char* change;  ///< assignments and effects
+    const char* chain;   ///< without the requester at its end
+};
+// clang-format off
+const ChainCaseT chainCases[] = {
+    {"Request",
+     "assignment { name: 'a.mode' value: 'v1' } effect { variable: 'a.mode' cause: 'request' }",
+     "  set by "},
+    {"TwoSteps",
+     "effect { variable: 'a.on' after: 'false' cause: 'request' }"
+     "effect { variable: 'a.mode' aspect: ACCESS cause: 'onSet' trigger: 'a.z' }"
+     "effect { variable: 'a.mode' cause: 'change' trigger: 'a.b[2]' }"
+     "effect { variable: 'a.b[2]' after: 'x' cause: 'onSet' trigger: 'a.on' }",
+     "  because a.b[2] became x (change)\n"
+     "  because a.on was set to false (onSet)\n"
+     "  by "},
+    {"SetToWhatItWas",
+     "assignment { name: 'a.on' value: 'x' } assignment { name: 'a.on' value: '' }"
+     "effect { variable: 'a.mode' cause: 'onSet' trigger: 'a.on' }",
+     "  because a.on was set to \"\" (onSet)\n"
+     "  by "},
+    {"WrittenAgainByWhatItSetInMotion",
+     "assignment { name: 'a.mode' value: 'v3' }"
+     "effect { variable: 'a.mode' cause: 'change' trigger: 'a.on' }"
+     "effect { variable: 'a.on' after: 'false' cause: 'onSet' trigger: 'a.mode' }",
+     "  because a.on became false (change)\n"
+     "  because a.mode was set to v3 (onSet)\n"
+     "  by "},
+    {"HiddenTrigger",
+     "effect { variable: 'a.mode' cause: 'change' } effect { after: 'x' cause: 'request' }",
+     "  because of a setting that this role may not see (change)\n"
+     "  in a change by "},
+    {"TriggerIsNotTold",
+     "effect { variable: 'a.mode' cause: 'change' trigger: 'a.on' }",
+     "  because of a.on (change)\n"
+     "  in a change by "},
+    {"EffectIsNotTold", "", "  in a change by "},
+};
+// clang-format on
+class WhyChain : public testing::TestWithParam<ChainCaseT> {};
+INSTANTIATE_TEST_SUITE_P(, WhyChain, testing::ValuesIn(chainCases),
+                         [](const auto& tested) { return tested.param.name; });
+
+TEST_P(WhyChain, LeadsBackToWhoStartedIt) {
+    EXPECT_EQ(whyOf("now: 'v1' revision: 41 change { " + kHead + GetParam().change + " }"),
+              std::string("value    v1\n  since revision 41, 2026-11-22 23:41:07.007\n") +
+                  GetParam().chain + "pa\\x1bnel (uid 7, process 4711), role admin\n");
+}
+
+TEST(WhyText, EndsAtTheServicesStart) {
+    EXPECT_THAT(whyOf("revision: 1 change { effect { variable: 'a.mode' cause: 'start-up' } }"),
+                testing::EndsWith(".000\n  when the service started\n"));
+}
+
+/// A service whose history reaches from revision 1 to 15, in pages of seven at most, where every
+/// third change touches what is asked for.
+TEST(NewestChanges, AreCollectedPageByPage) {
+    const auto ask = [](const pbcommon::Request& request) {
+        const pbcommon::History& history = request.history();
+        pbcommon::Reply page;
+        std::uint64_t nNext = history.has_before() ? history.before() : 16;
+        for (int i = 0; i < 7 && nNext > 1; ++i) {
+            --nNext;
+            if (nNext % 3 == 0) page.add_history()->set_revision(nNext);
+            if (static_cast<unsigned>(page.history_size()) == history.limit()) break;
+        }
+        if (nNext > 1) page.set_revision(nNext);
+        return page;
+    };
+    const std::pair<std::uint32_t, std::vector<std::uint64_t>> cases[] = {
+        {1, {15}}, {4, {15, 12, 9, 6}}, {25, {15, 12, 9, 6, 3}}};
+    for (const auto& [nMost, revisions] : cases) {
+        std::vector<std::uint64_t> found;
+        const pbcommon::Reply all = newestChanges(ask, "a.*", nMost);
+        for (const auto& change : all.history()) found.push_back(change.revision());
+        EXPECT_EQ(found, revisions) << nMost;
+    }
 }
 
 TEST(FitText, KeepsCharactersWhole) {
@@ -168,6 +299,10 @@ TEST(Completion, OffersWhatTheLastWordMayBecome) {
     const std::pair<OperandsT, std::vector<std::string>> cases[] = {
         {{"s"},                              {"set", "shutdown"}},
         {{"set", "--d"},                     {"--dry-run"}},
+        {{"watch", "--s"},                   {"--since"}},
+        {{"watch", "--since", ""},           {}},
+        {{"history", "-n", "5", "a.o"},      {"a.on"}},
+        {{"why", "a.o"},                     {"a.on"}},
         {{"--role", "p"},                    {"provisioning"}},
         {{"describe", "--role", "user", ""}, {"a.on", "a.mode[1]"}},
         {{"get", "a.on", ""},                {"a.on", "a.mode[1]", "a.port"}},

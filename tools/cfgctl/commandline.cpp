@@ -2,7 +2,9 @@
 
 #include <CLI/CLI.hpp>
 #include <algorithm>
+#include <charconv>
 #include <cstddef>
+#include <cstdint>
 #include <iterator>
 #include <sstream>
 #include <vector>
@@ -26,26 +28,54 @@ pbcommon::Role roleOf(const std::string& sName) {
         "--role", "'" + sName + "' is none of " + CLI::detail::join(roleNames(), ", "));
 }
 
+std::uint64_t numberOf(const OptionT& option, const std::string& text) {
+    std::uint64_t nNumber = 0;
+    const char* const end = text.data() + text.size();
+    const auto [stop, error] = std::from_chars(text.data(), end, nNumber);
+    if (error == std::errc() && stop == end && nNumber >= option.nLeast &&
+        nNumber <= option.nMost) {
+        return nNumber;
+    }
+    throw CLI::ValidationError(option.name, "'" + text + "' is no number from " +
+                                                std::to_string(option.nLeast) + " to " +
+                                                std::to_string(option.nMost));
+}
+
 /// The options that stand before a command or behind it.
-void addGlobalOptions(CLI::App& app, CommandLine& line) {
+void addGlobalOptions(CLI::App& app, OptionsT& options) {
     app.set_help_flag("-h,--help", "Print this help and end");
     app.add_option_function<std::string>(
-           "--role", [&line](const std::string& sName) { line.role = roleOf(sName); },
+           "--role", [&options](const std::string& sName) { options.role = roleOf(sName); },
            "Act as user, admin, provisioning or system; else in your highest role")
         ->type_name("ROLE");
-    app.add_flag("--json", line.bJson, "Print the service's answer as one JSON document");
+    app.add_flag("--json", options.bJson, "Print the service's answer as one JSON document");
+}
+
+void addOption(CLI::App& command, const OptionT& option, OptionsT& options) {
+    if (option.flag != nullptr) {
+        command.add_flag(option.name, options.*option.flag, option.help);
+        return;
+    }
+    command
+        .add_option_function<std::string>(
+            option.name,
+            [&option, &options](const std::string& text) {
+                options.*option.number = numberOf(option, text);
+            },
+            option.help)
+        ->type_name(option.numberName);
 }
 
 void addCommand(CLI::App& app, const CommandT& command, CommandLine& line) {
     CLI::App& sub = *app.add_subcommand(command.name, command.isHidden() ? "" : command.summary);
-    addGlobalOptions(sub, line);
+    addGlobalOptions(sub, line.options);
     sub.footer(command.help);
     sub.callback([&line, &command] { line.command = &command; });
     if (command.isHidden()) {
         sub.group("");
     }
-    if (command.bDryRun) {
-        sub.add_flag("--dry-run", line.bDryRun, "Tell what would happen, and change nothing");
+    if (command.option != nullptr) {
+        addOption(sub, *command.option, line.options);
     }
     if (command.operands != OperandCount::kNone) {
         const bool bNeeded = command.operands != OperandCount::kAtMostOne;
@@ -79,7 +109,7 @@ CommandLine parseCommandLine(int argc, const char* const* argv) {
     CommandLine line;
     CLI::App app("Reads and changes the settings of the application-configuration service.",
                  "cfgctl");
-    addGlobalOptions(app, line);
+    addGlobalOptions(app, line.options);
     app.set_version_flag("--version", "cfgctl " CFGCTL_VERSION, "Print the version and end");
     app.footer(kMainHelp);
     app.require_subcommand(1);

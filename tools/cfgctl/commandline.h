@@ -15,9 +15,7 @@ struct CommandLine {
     const CommandT* command = nullptr;  ///< null: only to print `text`
     std::string text;                   ///< help, or the version
     OperandsT operands;
-    std::optional<pbcommon::Role> role;
-    bool bJson = false;
-    bool bDryRun = false;
+    OptionsT options;
 };
 
 /// Names of the roles that a client may ask for; the index is the role.

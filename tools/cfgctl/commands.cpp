@@ -10,15 +10,17 @@
 
 #include "bashcompletion.h"
 #include "completion.h"
-#include "directories.h"
 #include "input.h"
 #include "names.h"
 #include "output.h"
 #include "text.h"
+#include "why.h"
 
 namespace cfgctl {
 
 namespace {
+
+constexpr std::uint64_t kUsualChanges = 25;
 
 bool isAccepted(const pbcommon::Reply& reply) { return reply.code() == pbcommon::kNoError; }
 
@@ -27,6 +29,11 @@ void fillAddress(const pbcommon::VariableAddress& from, pbcommon::Address& to) {
     to.set_node_instance(from.nNodeInstance);
     to.set_variable(from.sVariable);
     to.set_instance(from.nVarInstance);
+}
+
+/// The pattern that an operand or its lack stands for.
+std::string patternOf(const OperandsT& operands) {
+    return operands.empty() ? "*" : operands.front();
 }
 
 /// What the role may see. Empty when the service does not say: the refusal before stays the
@@ -57,12 +64,33 @@ void complainRefused(const std::string& what, const pbcommon::Reply& reply) {
 
 /// Prints a reply, or without --json what its acceptance is to say.
 ExitStatus answer(const Session& session, const pbcommon::Reply& reply, const std::string& text) {
-    if (session.isJson()) {
+    if (session.options().bJson) {
         print(jsonText(reply));
     } else if (isAccepted(reply)) {
         print(text);
     }
     return isAccepted(reply) ? kAccepted : kRefused;
+}
+
+/// Says a refusal on standard error, then answers. @param text  what acceptance prints
+ExitStatus answerPlain(const Session& session, const std::string& what,
+                       const pbcommon::Reply& reply, const std::string& text) {
+    if (!isAccepted(reply)) {
+        complainRefused(what, reply);
+    }
+    return answer(session, reply, text);
+}
+
+/// For what may be nothing. @param sNothing  says so; empty when there is something
+ExitStatus answerFound(const Session& session, const std::string& what,
+                       const pbcommon::Reply& reply, const std::string& text,
+                       const std::string& sNothing) {
+    if (!isAccepted(reply) || sNothing.empty()) {
+        return answerPlain(session, what, reply, text);
+    }
+    complain(sNothing + " for this role");
+    (void)answer(session, reply, "");
+    return kRefused;
 }
 
 /// One name's value goes to a script exactly as it is; a terminal, and a reader of lines, get it
@@ -84,28 +112,38 @@ void complainRefusedName(Session& session, const std::string& what, const std::s
     }
 }
 
+/// Asks about one variable, and says a refusal. @param body  makes the request's body
+template <typename BodyT>
+pbcommon::Reply askAbout(Session& session, const std::string& what,
+                         const pbcommon::VariableAddress& address,
+                         BodyT* (pbcommon::Request::*body)()) {
+    pbcommon::Request request;
+    fillAddress(address, *(request.*body)()->mutable_address());
+    pbcommon::Reply reply = session.ask(request);
+    if (!isAccepted(reply)) {
+        complainRefusedName(session, what, pbcommon::formatAddress(address), reply);
+    }
+    return reply;
+}
+
 ExitStatus runGet(Session& session, const OperandsT& operands) {
     std::vector<pbcommon::VariableAddress> addresses;
     std::ranges::transform(operands, std::back_inserter(addresses), addressOf);
     pbcommon::Reply all;  // the variables, and the first refusal
     for (std::size_t i = 0; i < addresses.size(); ++i) {
-        pbcommon::Request request;
-        fillAddress(addresses[i], *request.mutable_get()->mutable_address());
-        const pbcommon::Reply reply = session.ask(request);
-        if (!isAccepted(reply)) {
-            complainRefusedName(session, "get", pbcommon::formatAddress(addresses[i]), reply);
-        }
+        const pbcommon::Reply reply =
+            askAbout(session, "get", addresses[i], &pbcommon::Request::mutable_get);
         if (isAccepted(reply) || isAccepted(all)) {
             all.MergeFrom(reply);
         }
         if (!isAccepted(reply) && !all.has_failed()) {
             all.set_failed(static_cast<std::uint32_t>(i));
         }
-        if (isAccepted(reply) && !session.isJson() && reply.variable_size() > 0) {
+        if (isAccepted(reply) && !session.options().bJson && reply.variable_size() > 0) {
             print(valueText(reply.variable(0), addresses.size() == 1));
         }
     }
-    print(session.isJson() ? jsonText(all) : "");
+    print(session.options().bJson ? jsonText(all) : "");
     return isAccepted(all) ? kAccepted : kRefused;
 }
 
@@ -123,8 +161,8 @@ std::string assignmentText(const pbcommon::Reply& reply, int nVariable,
 std::string acceptedSetText(const Session& session, const std::vector<AssignmentT>& assignments,
                             const pbcommon::Reply& reply) {
     const StreamT stream = streamOf(STDOUT_FILENO);
-    const std::string sAccepted =
-        painted(session.isDryRun() ? "would be accepted" : "accepted", Colour::kGreen, stream);
+    const std::string sAccepted = painted(
+        session.options().bDryRun ? "would be accepted" : "accepted", Colour::kGreen, stream);
     std::string text;
     for (std::size_t i = 0; i < assignments.size(); ++i) {
         text += "set " + assignmentText(reply, static_cast<int>(i), assignments[i]) + "  " +
@@ -154,7 +192,7 @@ void complainRefusedSet(Session& session, const std::vector<AssignmentT>& assign
 ExitStatus runSet(Session& session, const OperandsT& operands) {
     const std::vector<AssignmentT> assignments = parseAssignments(operands);
     pbcommon::Request request;
-    request.mutable_set()->set_dry_run(session.isDryRun());
+    request.mutable_set()->set_dry_run(session.options().bDryRun);
     for (const AssignmentT& assignment : assignments) {
         pbcommon::Assignment& added = *request.mutable_set()->add_assignment();
         fillAddress(assignment.address, *added.mutable_address());
@@ -169,17 +207,25 @@ ExitStatus runSet(Session& session, const OperandsT& operands) {
 }
 
 ExitStatus runList(Session& session, const OperandsT& operands) {
-    const std::string pattern = operands.empty() ? "*" : operands.front();
+    const std::string pattern = patternOf(operands);
     const pbcommon::Reply reply = session.list(pattern);
-    const bool bEmpty = isAccepted(reply) && reply.variable().empty();
-    if (bEmpty) {
-        complain("no variable matches " + pattern + " for this role");
-    } else if (!isAccepted(reply)) {
-        complainRefused("list", reply);
+    return answerFound(session, "list", reply, listing(reply, streamOf(STDOUT_FILENO)),
+                       reply.variable().empty() ? "no variable matches " + pattern : "");
+}
+
+ExitStatus runHistory(Session& session, const OperandsT& operands) {
+    const std::string pattern = patternOf(operands);
+    const std::uint64_t nMost = session.options().mostChanges.value_or(kUsualChanges);
+    const pbcommon::Reply reply =
+        newestChanges([&session](const pbcommon::Request& request) { return session.ask(request); },
+                      pattern, static_cast<std::uint32_t>(nMost));
+    const StreamT stream = streamOf(STDOUT_FILENO);
+    std::string text;
+    for (int i = reply.history_size() - 1; i >= 0; --i) {
+        text += changeText(reply.history(i), stream);
     }
-    const ExitStatus status =
-        answer(session, reply, bEmpty ? "" : listing(reply, streamOf(STDOUT_FILENO)));
-    return bEmpty ? kRefused : status;
+    return answerFound(session, "history", reply, text,
+                       text.empty() ? "history holds no change of " + pattern : "");
 }
 
 /// The variable that a reply is about; an empty one when it is about none.
@@ -187,16 +233,8 @@ const pbcommon::Variable& subject(const pbcommon::Reply& reply) {
     return reply.variable().empty() ? pbcommon::Variable::default_instance() : reply.variable(0);
 }
 
-/// Asks about one variable, and says a refusal.
 pbcommon::Reply askDescribe(Session& session, const std::string& what, const std::string& operand) {
-    const pbcommon::VariableAddress address = addressOf(operand);
-    pbcommon::Request request;
-    fillAddress(address, *request.mutable_describe()->mutable_address());
-    pbcommon::Reply reply = session.ask(request);
-    if (!isAccepted(reply)) {
-        complainRefusedName(session, what, pbcommon::formatAddress(address), reply);
-    }
-    return reply;
+    return askAbout(session, what, addressOf(operand), &pbcommon::Request::mutable_describe);
 }
 
 ExitStatus runDescribe(Session& session, const OperandsT& operands) {
@@ -216,13 +254,16 @@ ExitStatus runOptions(Session& session, const OperandsT& operands) {
     return kRefused;
 }
 
-/// For a command that is one request without operands. @param text  what acceptance prints
-ExitStatus answerPlain(const Session& session, const std::string& what,
-                       const pbcommon::Reply& reply, const std::string& text) {
-    if (!isAccepted(reply)) {
-        complainRefused(what, reply);
+ExitStatus runWhy(Session& session, const OperandsT& operands) {
+    // the description has the options that are missing now
+    const pbcommon::Reply described = askDescribe(session, "why", operands.front());
+    if (!isAccepted(described)) {
+        return answer(session, described, "");
     }
-    return answer(session, reply, text);
+    const pbcommon::Reply reply =
+        askAbout(session, "why", addressOf(operands.front()), &pbcommon::Request::mutable_why);
+    return answer(session, reply,
+                  whyText(subject(described), reply.reason(), streamOf(STDOUT_FILENO)));
 }
 
 ExitStatus runPing(Session& session, const OperandsT& /*operands*/) {
@@ -241,19 +282,11 @@ ExitStatus runShutdown(Session& session, const OperandsT& /*operands*/) {
     return answerPlain(session, "shutdown", session.ask(request), "shutdown accepted\n");
 }
 
-void printChange(const Session& session, const pbcommon::Reply& reply) {
-    if (session.isJson()) {
-        print(jsonText(reply, true));
-        return;
-    }
-    if (reply.missed() > 0) {
-        print("-- " + std::to_string(reply.missed()) +
-              (reply.missed() == 1 ? " change was" : " changes were") +
-              " missed: this reader was too slow\n");
-    }
-    if (reply.has_change()) {
-        print(changeText(reply.change(), streamOf(STDOUT_FILENO)));
-    }
+/// Prints what a watch brings, at once: whoever reads it waits for it.
+void printNews(const Session& session, const pbcommon::Reply& reply) {
+    print(session.options().bJson ? jsonText(reply, true)
+                                  : newsText(reply, streamOf(STDOUT_FILENO)));
+    finishOutput();
 }
 
 /// An interrupt is how a watch that did its work ends. All that was printed has been flushed.
@@ -261,18 +294,26 @@ void endWatch(int /*nSignal*/) { _exit(kAccepted); }
 
 ExitStatus runWatch(Session& session, const OperandsT& operands) {
     pbcommon::Request request;
-    request.mutable_watch()->set_pattern(operands.empty() ? "*" : operands.front());
+    pbcommon::Watch& watch = *request.mutable_watch();
+    watch.set_pattern(patternOf(operands));
+    if (session.options().since) {
+        watch.set_since(*session.options().since);
+    }
     pbcommon::Reply reply = session.ask(request);
     struct sigaction end {};
     end.sa_handler = endWatch;
     sigaction(SIGINT, &end, nullptr);
     sigaction(SIGTERM, &end, nullptr);
+    while (isAccepted(reply) && watch.has_since() && reply.revision() > watch.since()) {
+        printNews(session, reply);
+        watch.set_since(reply.revision());
+        reply = session.ask(request);
+    }
     for (; isAccepted(reply); reply = session.next()) {
-        printChange(session, reply);
-        finishOutput();  // at once: whoever reads this waits for it
+        printNews(session, reply);
     }
     complainRefused("watch", reply);
-    printChange(session, reply);
+    printNews(session, reply);
     return kRefused;
 }
 
@@ -288,7 +329,7 @@ ExitStatus runCompletion(Session& /*session*/, const OperandsT& operands) {
 ExitStatus runComplete(Session& /*session*/, const OperandsT& operands) {
     const auto lookUp = [](std::optional<pbcommon::Role> role, const std::string& pattern) {
         try {
-            return Session(role, false, false).list(pattern);
+            return Session({.role = role}).list(pattern);
         } catch (const Failure&) {
             return pbcommon::Reply();
         }
@@ -300,6 +341,16 @@ ExitStatus runComplete(Session& /*session*/, const OperandsT& operands) {
 }
 
 // clang-format off
+constexpr OptionT kDryRunOption = {
+    "--dry-run", &OptionsT::bDryRun, nullptr,                nullptr,    0, 0,
+    "Tell what would happen, and change nothing"};
+constexpr OptionT kNumberOption = {
+    "-n",        nullptr,            &OptionsT::mostChanges, "COUNT",    1, UINT32_MAX,
+    "The newest so many; 25 unless given"};
+constexpr OptionT kSinceOption = {
+    "--since",   nullptr,            &OptionsT::since,       "REVISION", 0, UINT64_MAX,
+    "First print the changes that were made after this one"};
+
 constexpr CommandT commandTable[] = {
     // name      operand       count, and what it is
     {"get",      "NAME",       OperandCount::kAny, "Variables to print",
@@ -312,7 +363,7 @@ constexpr CommandT commandTable[] = {
      "out of process lists and histories. What else became different is listed below the\n"
      "assignments: variable, aspect, before → after, and what made it so.\n"
      "Example: cfgctl set management.snmp.enabled=true management.snmp.listeningport=161", runSet,
-     true},
+     &kDryRunOption},
     {"list",     "PATTERN",    OperandCount::kAtMostOne,
      "Names to show, '*' standing for any text; else all",
      "List variables, what they offer and who may change them",
@@ -327,9 +378,21 @@ constexpr CommandT commandTable[] = {
     {"watch",    "PATTERN",    OperandCount::kAtMostOne,
      "Names to watch, '*' standing for any text; else all",
      "Print every change as it is made, until interrupted",
-     "A change: when and by whom, what was set, and what else became different. With --json\n"
-     "one document a line; the first only says that the watch has begun.\n"
-     "Example: cfgctl watch 'management.snmp.*'", runWatch},
+     "A change: its revision, when and by whom, what was set, and what else became different.\n"
+     "With --since nothing is left out between the change of that revision and the watch.\n"
+     "With --json one document a line; without --since the first only says that the watch has\n"
+     "begun.\n"
+     "Example: cfgctl watch 'management.snmp.*' --since 41", runWatch, &kSinceOption},
+    {"history",  "PATTERN",    OperandCount::kAtMostOne,
+     "Names whose changes to print, '*' standing for any text; else all",
+     "Print the changes made so far, the newest last",
+     "A change is told as watch tells it. With --json one document, the newest first.\n"
+     "Example: cfgctl history 'management.snmp.*' -n 3", runHistory, &kNumberOption},
+    {"why",      "NAME",       OperandCount::kOne, "Variable to explain",
+     "Tell since when, why and by whom a variable is as it is",
+     "For value, options and access: the change that made it so, then setting by setting what\n"
+     "led to it, back to the one that was set, each with the handler call that carried it on.\n"
+     "Example: cfgctl why management.snmp.engineid", runWhy},
     {"ping",     nullptr,      OperandCount::kNone, nullptr,
      "Ask whether the service is there",
      "Prints the service's name, version and process number.\n"
@@ -350,34 +413,6 @@ constexpr CommandT commandTable[] = {
 // clang-format on
 
 }  // namespace
-
-pbcommon::Reply Session::ask(pbcommon::Request request) {
-    request.set_client("cfgctl");
-    if (m_role) {
-        request.set_role(*m_role);
-    }
-    if (!m_connection) {
-        m_connection.emplace(pbcommon::socketCandidates("appconfig"));
-    }
-    return m_connection->ask(request);
-}
-
-pbcommon::Reply Session::list(const std::string& pattern) {
-    pbcommon::Reply all;
-    pbcommon::Request request;
-    request.mutable_list()->set_pattern(pattern);
-    for (;;) {
-        const pbcommon::Reply page = ask(request);
-        all.MergeFrom(page);
-        all.clear_next();
-        if (!page.has_next() || page.next() <= request.list().start()) {
-            return all;
-        }
-        request.mutable_list()->set_start(page.next());
-    }
-}
-
-pbcommon::Reply Session::next() { return m_connection->next(); }
 
 std::span<const CommandT> commands() { return commandTable; }
 

@@ -1,48 +1,31 @@
 #ifndef CFGCTL_COMMANDS_H
 #define CFGCTL_COMMANDS_H
 
+#include <cstdint>
 #include <optional>
 #include <span>
 #include <string>
 #include <vector>
 
 #include "address.h"
-#include "connection.h"
 #include "failure.h"
-#include "messages.pb.h"
+#include "session.h"
 
 namespace cfgctl {
 
 using OperandsT = std::vector<std::string>;
 
-/// What the commands of one run share: the options and the connection, which is made when the first
-/// request needs it.
-class Session {
-public:
-    Session(std::optional<pbcommon::Role> role, bool bJson, bool bDryRun)
-        : m_role(role), m_bJson(bJson), m_bDryRun(bDryRun) {}
-
-    [[nodiscard]] bool isJson() const { return m_bJson; }
-    [[nodiscard]] bool isDryRun() const { return m_bDryRun; }
-
-    /// Completes the request and has it answered. @throws Failure  as Connection does
-    [[nodiscard]] pbcommon::Reply ask(pbcommon::Request request);
-
-    /// The variables that match a pattern, all pages in one reply; when a page is refused, its code
-    /// and tags, and the variables before it. @throws Failure  as Connection does
-    [[nodiscard]] pbcommon::Reply list(const std::string& pattern);
-
-    /// After an ask(): a further reply. @throws Failure  as Connection does
-    [[nodiscard]] pbcommon::Reply next();
-
-private:
-    std::optional<pbcommon::Role> m_role;
-    bool m_bJson;
-    bool m_bDryRun;
-    std::optional<Connection> m_connection;
-};
-
 enum class OperandCount { kNone, kOne, kAtMostOne, kAny };  ///< kAny: at least one
+
+/// An option that not every command takes: a switch, or one with a number.
+struct OptionT {
+    const char* name;
+    bool OptionsT::*flag;                            ///< null: it has a number
+    std::optional<std::uint64_t> OptionsT::*number;  ///< null as the next one with a switch
+    const char* numberName;                          ///< as help shows it
+    std::uint64_t nLeast, nMost;
+    const char* help;
+};
 
 /// One command. Its function prints what there is to say, refusals too.
 struct CommandT {
@@ -53,7 +36,7 @@ struct CommandT {
     const char* summary;  ///< null: for programs, and left out of help and completion
     const char* help;     ///< what stands below the options: details and an example
     ExitStatus (*run)(Session& session, const OperandsT& operands);
-    bool bDryRun = false;  ///< takes --dry-run
+    const OptionT* option = nullptr;  ///< null: none of its own
 
     [[nodiscard]] bool isHidden() const { return summary == nullptr; }
 };

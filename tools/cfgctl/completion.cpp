@@ -18,15 +18,24 @@ struct TypedT {
     const CommandT* command = nullptr;
     std::optional<pbcommon::Role> role;
     bool bRoleNext = false;     ///< it is the role's name
+    bool bNumberNext = false;   ///< it is an option's number
     std::size_t nOperands = 0;  ///< of the command, before it
 };
+
+bool takesNumber(const TypedT& typed, const std::string& word) {
+    const OptionT* const option = typed.command == nullptr ? nullptr : typed.command->option;
+    return option != nullptr && option->number != nullptr && word == option->name;
+}
 
 void addWord(const std::string& word, TypedT& typed) {
     if (typed.bRoleNext) {
         typed.role = roleNamed(word);
         typed.bRoleNext = false;
+    } else if (typed.bNumberNext) {
+        typed.bNumberNext = false;
     } else if (word.starts_with('-')) {
         typed.bRoleNext = word == "--role";
+        typed.bNumberNext = takesNumber(typed, word);
     } else if (typed.command != nullptr) {
         ++typed.nOperands;
     } else if (const auto found = std::ranges::find(commands(), word, &CommandT::name);
@@ -49,8 +58,8 @@ std::vector<std::string> optionNames(const CommandT* command) {
     std::vector<std::string> names = {"--help", "--json", "--role"};
     if (command == nullptr) {
         names.emplace_back("--version");
-    } else if (command->bDryRun) {
-        names.emplace_back("--dry-run");
+    } else if (command->option != nullptr) {
+        names.emplace_back(command->option->name);
     }
     return names;
 }
@@ -109,6 +118,8 @@ std::vector<std::string> candidates(const OperandsT& words, const LookUpT& lookU
     std::vector<std::string> all;
     if (typed.bRoleNext) {
         all = roleNames();
+    } else if (typed.bNumberNext) {
+        all.clear();  // there are too many
     } else if (word.starts_with('-')) {
         all = optionNames(typed.command);
     } else if (typed.command == nullptr) {

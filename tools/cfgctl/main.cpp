@@ -13,7 +13,7 @@ int main(int argc, char** argv) {
         cfgctl::print(line.text);
         cfgctl::ExitStatus status = cfgctl::kAccepted;
         if (line.command != nullptr) {
-            cfgctl::Session session(line.role, line.bJson, line.bDryRun);
+            cfgctl::Session session(line.options);
             status = line.command->run(session, line.operands);
         }
         cfgctl::finishOutput();

@@ -7,11 +7,11 @@
 #include <algorithm>
 #include <array>
 #include <cerrno>
-#include <cstdint>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <ctime>
+#include <numeric>
 #include <span>
 #include <tuple>
 #include <utility>
@@ -54,12 +54,6 @@ std::string joined(const TextsT& texts) {
     return all;
 }
 
-std::string shownValue(std::string_view value) { return value.empty() ? "\"\"" : shown(value); }
-
-std::string shownList(const TextsT& texts) {
-    return texts.empty() ? kNoText : shown(joined(texts));
-}
-
 std::string accessText(const std::string& read, const std::string& write) {
     for (const AccessNameT& access : accessNameTable) {
         if (read == pbcommon::roleName(access.read) && write == pbcommon::roleName(access.write)) {
@@ -94,44 +88,13 @@ std::string tableLine(const RowT& row, const ColumnWidthsT& widths) {
     return text;
 }
 
-std::string aspectText(pbcommon::Aspect aspect) {
-    constexpr std::array<const char*, pbcommon::Aspect_ARRAYSIZE> kNames = {"value", "options",
-                                                                            "access"};
-    return pbcommon::Aspect_IsValid(aspect) ? kNames[static_cast<std::size_t>(aspect)] : "other";
+bool fits(std::size_t nColumns, const StreamT& stream) {
+    return !stream.bTerminal || nColumns <= stream.nColumns;
 }
 
-/// One side of an effect.
-std::string sideText(pbcommon::Aspect aspect, const TextsT& texts) {
-    if (aspect == pbcommon::ACCESS && texts.size() == 2) {
-        return shown(accessText(texts[0], texts[1]));
-    }
-    if (aspect == pbcommon::VALUE && texts.size() <= 1) {
-        return shownValue(texts.empty() ? "" : texts[0]);
-    }
-    return shownList(texts);
-}
-
-/// "2026-11-22 23:41:07.123"
-std::string timeText(std::uint64_t nMicroseconds) {
-    const auto nSeconds = static_cast<std::time_t>(nMicroseconds / 1'000'000);
-    std::tm parts{};
-    localtime_r(&nSeconds, &parts);
-    std::array<char, 64> text{};
-    const std::size_t nLength =
-        std::strftime(text.data(), text.size(), "%Y-%m-%d %H:%M:%S", &parts);
-    const std::string sMilliseconds = std::to_string(1000 + nMicroseconds / 1000 % 1000).substr(1);
-    return std::string(text.data(), nLength) + "." + sMilliseconds;
-}
-
-/// Default options that are not offered now.
-TextsT withheldOptions(const pbcommon::Variable& variable) {
-    TextsT withheld;
-    for (const std::string& option : variable.description().option()) {
-        if (std::ranges::find(variable.offered(), option) == variable.offered().end()) {
-            *withheld.Add() = option;
-        }
-    }
-    return withheld;
+/// What made it so.
+std::string causeText(const pbcommon::Effect& effect) {
+    return shown(effect.cause() + (effect.trigger().empty() ? "" : " ") + effect.trigger());
 }
 
 std::string kindText(const pbcommon::Variable& variable) {
@@ -201,6 +164,16 @@ TextsT offeredValues(const pbcommon::Variable& variable) {
     return values;
 }
 
+TextsT withheldOptions(const pbcommon::Variable& variable) {
+    TextsT withheld;
+    for (const std::string& option : variable.description().option()) {
+        if (std::ranges::find(variable.offered(), option) == variable.offered().end()) {
+            *withheld.Add() = option;
+        }
+    }
+    return withheld;
+}
+
 std::string offersText(const pbcommon::Variable& variable) {
     switch (variable.kind()) {
         case pbcommon::INTEGER:
@@ -231,35 +204,100 @@ std::string listing(const pbcommon::Reply& reply, const StreamT& stream) {
     return text;
 }
 
+std::string shownValue(std::string_view value) { return value.empty() ? "\"\"" : shown(value); }
+
+std::string shownList(const TextsT& texts) {
+    return texts.empty() ? kNoText : shown(joined(texts));
+}
+
+std::string aspectText(pbcommon::Aspect aspect) {
+    constexpr std::array<const char*, pbcommon::Aspect_ARRAYSIZE> kNames = {"value", "options",
+                                                                            "access"};
+    return pbcommon::Aspect_IsValid(aspect) ? kNames[static_cast<std::size_t>(aspect)] : "other";
+}
+
+std::string contentText(pbcommon::Aspect aspect, const TextsT& texts) {
+    if (aspect == pbcommon::ACCESS && texts.size() == 2) {
+        return shown(accessText(texts[0], texts[1]));
+    }
+    if (aspect == pbcommon::VALUE && texts.size() <= 1) {
+        return shownValue(texts.empty() ? "" : texts[0]);
+    }
+    return shownList(texts);
+}
+
 std::string effectLines(const EffectsT& effects, const StreamT& stream) {
     std::vector<RowT> rows;
     for (const pbcommon::Effect& effect : effects) {
         if (effect.aspect() != pbcommon::VALUE || effect.cause() != "request") {
             rows.push_back({shown(effect.variable()), aspectText(effect.aspect()),
-                            sideText(effect.aspect(), effect.before()) + " → " +
-                                sideText(effect.aspect(), effect.after()),
-                            "(" + shown(effect.cause()) + ")"});
+                            contentText(effect.aspect(), effect.before()) + " → " +
+                                contentText(effect.aspect(), effect.after()),
+                            "(" + causeText(effect) + ")"});
         }
     }
     const ColumnWidthsT widths = naturalWidths(rows);
+    const bool bOneLine =
+        fits(std::accumulate(widths.begin(), widths.end(), widths.size() * kColumnGap), stream);
     std::string text;
     for (RowT& row : rows) {
         const std::string sCause = painted(row.back(), Colour::kDim, stream);
         row.back().clear();  // painted, it is no cell: its colour takes no column
-        text += "  " + tableLine(row, widths) + sCause + "\n";
+        std::string sLine = "  " + tableLine(row, widths);
+        if (!bOneLine) {
+            sLine.erase(sLine.find_last_not_of(' ') + 1);
+            sLine += "\n      ";
+        }
+        text += sLine + sCause + "\n";
     }
     return text;
 }
 
+std::string timeText(const pbcommon::Change& change) {
+    const auto nSeconds = static_cast<std::time_t>(change.time_us() / 1'000'000);
+    std::tm parts{};
+    localtime_r(&nSeconds, &parts);
+    std::array<char, 64> text{};
+    const std::size_t nLength =
+        std::strftime(text.data(), text.size(), "%Y-%m-%d %H:%M:%S", &parts);
+    const std::string sMilliseconds =
+        std::to_string(1000 + change.time_us() / 1000 % 1000).substr(1);
+    return std::string(text.data(), nLength) + "." + sMilliseconds;
+}
+
+std::string requesterText(const pbcommon::Change& change) {
+    return shown(change.client()) + " (uid " + std::to_string(change.uid()) + ", process " +
+           std::to_string(change.pid()) + "), role " + pbcommon::roleName(change.role());
+}
+
 std::string changeText(const pbcommon::Change& change, const StreamT& stream) {
-    std::string text = painted(timeText(change.time_us()), Colour::kBold, stream) + "  " +
-                       shown(change.client()) + " (uid " + std::to_string(change.uid()) +
-                       ", process " + std::to_string(change.pid()) + "), role " +
-                       pbcommon::roleName(change.role()) + "\n";
+    const std::string sHead =
+        "revision " + std::to_string(change.revision()) + "  " + timeText(change);
+    const std::string sRequester = requesterText(change);
+    const bool bOneLine = fits(displayWidth(sHead) + kColumnGap + displayWidth(sRequester), stream);
+    std::string text =
+        painted(sHead, Colour::kBold, stream) + (bOneLine ? "  " : "\n  ") + sRequester + "\n";
     for (const pbcommon::Variable& variable : change.assignment()) {
         text += "  set " + shown(variable.name()) + "=" + shown(variable.value()) + "\n";
     }
     return text + effectLines(change.effect(), stream);
+}
+
+std::string newsText(const pbcommon::Reply& reply, const StreamT& stream) {
+    std::string text;
+    if (reply.has_oldest()) {
+        text += "-- changes before revision " + std::to_string(reply.oldest()) +
+                " are no longer in history\n";
+    }
+    for (const pbcommon::Change& change : reply.history()) {
+        text += changeText(change, stream);
+    }
+    if (reply.missed() > 0) {
+        text += "-- " + std::to_string(reply.missed()) +
+                (reply.missed() == 1 ? " change was" : " changes were") +
+                " missed: this reader was too slow\n";
+    }
+    return text + (reply.has_change() ? changeText(reply.change(), stream) : "");
 }
 
 std::string optionLines(const pbcommon::Variable& variable) {

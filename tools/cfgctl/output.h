@@ -36,18 +36,37 @@ using EffectsT = google::protobuf::RepeatedPtrField<pbcommon::Effect>;
 [[nodiscard]] std::string outcomeText(const pbcommon::Reply& reply, std::string_view separator);
 /// The values that a variable offers now one by one; none unless it is a switch or an enumeration.
 [[nodiscard]] TextsT offeredValues(const pbcommon::Variable& variable);
+/// Default options of a described variable that it does not offer now.
+[[nodiscard]] TextsT withheldOptions(const pbcommon::Variable& variable);
 /// What a variable takes now: its values, its range, or its greatest length.
 [[nodiscard]] std::string offersText(const pbcommon::Variable& variable);
 
 /// The reply's variables as a table with a header.
 [[nodiscard]] std::string listing(const pbcommon::Reply& reply, const StreamT& stream);
-/// What else a change did, as aligned lines. The values that the request itself gave are left out:
+/// "value", "options", "access".
+[[nodiscard]] std::string aspectText(pbcommon::Aspect aspect);
+/// What an aspect was, is or became, from the texts that say so in a message.
+[[nodiscard]] std::string contentText(pbcommon::Aspect aspect, const TextsT& texts);
+/// A value as it may be shown, an empty one in a way that can be seen.
+[[nodiscard]] std::string shownValue(std::string_view value);
+/// "v1 v3", as it may be shown.
+[[nodiscard]] std::string shownList(const TextsT& texts);
+
+/// What else a change did, as aligned lines; on a terminal too narrow for them, two for each. The
+/// values that the request itself gave are left out:
 /// they stand in the lines about the request.
 [[nodiscard]] std::string effectLines(const EffectsT& effects, const StreamT& stream);
 
-/// One committed change: when and by whom, what was asked for, and what else it did. The time is
-/// that of the process's time zone.
+/// "2026-11-22 23:41:07.123", in the process's time zone.
+[[nodiscard]] std::string timeText(const pbcommon::Change& change);
+/// "cfgctl (uid 1000, process 4711), role admin".
+[[nodiscard]] std::string requesterText(const pbcommon::Change& change);
+/// One committed change: its revision, when and by whom, what was asked for, and what else it did.
 [[nodiscard]] std::string changeText(const pbcommon::Change& change, const StreamT& stream);
+
+/// What a reply to a watch tells: changes, and that some are not told. Empty when it only says that
+/// the watch has begun.
+[[nodiscard]] std::string newsText(const pbcommon::Reply& reply, const StreamT& stream);
 
 /// The values that a described variable offers now, one a line, then its default options that it
 /// does not. Empty for a variable whose values cannot be told one by one.

@@ -1,0 +1,55 @@
+#include "session.h"
+
+#include "directories.h"
+
+namespace cfgctl {
+
+pbcommon::Reply Session::ask(pbcommon::Request request) {
+    request.set_client("cfgctl");
+    if (m_options.role) {
+        request.set_role(*m_options.role);
+    }
+    if (!m_connection) {
+        m_connection.emplace(pbcommon::socketCandidates("appconfig"));
+    }
+    return m_connection->ask(request);
+}
+
+pbcommon::Reply Session::list(const std::string& pattern) {
+    pbcommon::Reply all;
+    pbcommon::Request request;
+    request.mutable_list()->set_pattern(pattern);
+    for (;;) {
+        const pbcommon::Reply page = ask(request);
+        all.MergeFrom(page);
+        all.clear_next();
+        if (!page.has_next() || page.next() <= request.list().start()) {
+            return all;
+        }
+        request.mutable_list()->set_start(page.next());
+    }
+}
+
+pbcommon::Reply Session::next() { return m_connection->next(); }
+
+pbcommon::Reply newestChanges(const AskT& ask, const std::string& pattern, std::uint32_t nMost) {
+    pbcommon::Reply all;
+    pbcommon::Request request;
+    pbcommon::History& history = *request.mutable_history();
+    history.set_pattern(pattern);
+    history.set_limit(nMost);
+    for (;;) {
+        const pbcommon::Reply page = ask(request);
+        all.clear_revision();
+        all.MergeFrom(page);
+        const auto nFound = static_cast<std::uint32_t>(all.history_size());
+        const bool bFurther = !history.has_before() || page.revision() < history.before();
+        if (!page.has_revision() || !bFurther || nFound >= nMost) {
+            return all;
+        }
+        history.set_limit(nMost - nFound);
+        history.set_before(page.revision());
+    }
+}
+
+}  // namespace cfgctl

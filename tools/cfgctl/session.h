@@ -1,0 +1,56 @@
+#ifndef CFGCTL_SESSION_H
+#define CFGCTL_SESSION_H
+
+#include <cstdint>
+#include <functional>
+#include <optional>
+#include <string>
+
+#include "connection.h"
+#include "messages.pb.h"
+
+namespace cfgctl {
+
+/// What the options of one run say.
+struct OptionsT {
+    std::optional<pbcommon::Role> role{};  ///< nothing: the highest
+    bool bJson = false;
+    bool bDryRun = false;
+    std::optional<std::uint64_t> mostChanges{};
+    std::optional<std::uint64_t> since{};  ///< revision
+};
+
+/// What the commands of one run share: the options and the connection, which is made when the first
+/// request needs it.
+class Session {
+public:
+    explicit Session(const OptionsT& options) : m_options(options) {}
+
+    [[nodiscard]] const OptionsT& options() const { return m_options; }
+
+    /// Completes the request and has it answered. @throws Failure  as Connection does
+    [[nodiscard]] pbcommon::Reply ask(pbcommon::Request request);
+
+    /// The variables that match a pattern, all pages in one reply; when a page is refused, its code
+    /// and tags, and the variables before it. @throws Failure  as Connection does
+    [[nodiscard]] pbcommon::Reply list(const std::string& pattern);
+
+    /// After an ask(): a further reply. @throws Failure  as Connection does
+    [[nodiscard]] pbcommon::Reply next();
+
+private:
+    OptionsT m_options;
+    std::optional<Connection> m_connection;
+};
+
+using AskT = std::function<pbcommon::Reply(const pbcommon::Request& request)>;
+
+/// The newest changes that touch a variable that matches a pattern, the newest first, all pages in
+/// one reply; when a page is refused, its code and tags, and the changes before it.
+/// @param nMost  changes, at least 1
+[[nodiscard]] pbcommon::Reply newestChanges(const AskT& ask, const std::string& pattern,
+                                            std::uint32_t nMost);
+
+}  // namespace cfgctl
+
+#endif

@@ -1,0 +1,112 @@
+#include "why.h"
+
+#include <algorithm>
+#include <cstddef>
+#include <set>
+#include <string_view>
+
+#include "text.h"
+
+namespace cfgctl {
+
+namespace {
+
+using namespace std::string_view_literals;
+
+constexpr std::size_t kLabelColumns = "options"sv.size() + kColumnGap;
+
+/// Where a value comes from, as far as that was told.
+struct OriginT {
+    const pbcommon::Effect* effect = nullptr;  ///< null: nothing leads further back
+    bool bSet = false;                         ///< a request set it
+    std::string text;                          ///< "a.b became true"
+};
+
+bool isHandlerCall(const pbcommon::Effect& effect) {
+    return effect.cause() != "request" && effect.cause() != "start-up";
+}
+
+/// What a change did to one aspect of a variable; null: nothing that was told.
+const pbcommon::Effect* effectOn(const pbcommon::Change& change, const std::string& sVariable,
+                                 pbcommon::Aspect aspect) {
+    const auto found = std::ranges::find_if(change.effect(), [&](const pbcommon::Effect& effect) {
+        return effect.variable() == sVariable && effect.aspect() == aspect;
+    });
+    return found == change.effect().end() ? nullptr : &*found;
+}
+
+/// @param told  effects that have had their turn: a value may have been written again by what it
+///              had set in motion
+OriginT originOf(const pbcommon::Change& change, const std::string& sVariable,
+                 const std::set<const pbcommon::Effect*>& told) {
+    if (sVariable.empty()) {
+        return {.text = "of a setting that this role may not see"};
+    }
+    const pbcommon::Effect* const effect = effectOn(change, sVariable, pbcommon::VALUE);
+    if (effect != nullptr && !told.contains(effect)) {
+        const bool bSet = effect->cause() == "request";
+        return {.effect = effect,
+                .bSet = bSet,
+                .text = shown(sVariable) + (bSet ? " was set to " : " became ") +
+                        contentText(pbcommon::VALUE, effect->after())};
+    }
+    OriginT origin{.text = "of " + shown(sVariable)};
+    for (const pbcommon::Variable& assigned : change.assignment()) {
+        if (assigned.name() == sVariable) {
+            origin.bSet = true;
+            origin.text = shown(sVariable) + " was set to " + shownValue(assigned.value());
+        }
+    }
+    return origin;
+}
+
+/// What led to an effect, step by step, and who started it. @param effect  null: it was not told
+std::string chainText(const pbcommon::Change& change, const pbcommon::Effect* effect) {
+    std::string text;
+    std::string sEnd = effect == nullptr ? "in a change by " : "set by ";
+    std::set<const pbcommon::Effect*> told;
+    while (effect != nullptr && isHandlerCall(*effect)) {
+        told.insert(effect);
+        const OriginT origin = originOf(change, effect->trigger(), told);
+        text += "  because " + origin.text + " (" + shown(effect->cause()) + ")\n";
+        sEnd = origin.bSet ? "by " : "in a change by ";
+        effect = origin.effect;
+    }
+    const bool bStartUp = effect != nullptr && effect->cause() == "start-up";
+    return text + "  " + (bStartUp ? "when the service started" : sEnd + requesterText(change)) +
+           "\n";
+}
+
+std::string sinceText(const std::string& sVariable, const pbcommon::Reason& reason) {
+    if (reason.revision() == 0) {
+        return "  as the schema has it\n";
+    }
+    const std::string sSince = "  since revision " + std::to_string(reason.revision());
+    if (!reason.has_change()) {
+        return sSince + ", which history no longer holds\n";
+    }
+    const pbcommon::Change& change = reason.change();
+    return sSince + ", " + timeText(change) + "\n" +
+           chainText(change, effectOn(change, sVariable, reason.aspect()));
+}
+
+}  // namespace
+
+std::string whyText(const pbcommon::Variable& variable, const ReasonsT& reasons,
+                    const StreamT& stream) {
+    const TextsT withheld = withheldOptions(variable);
+    std::string text;
+    for (const pbcommon::Reason& reason : reasons) {
+        const std::string sLabel = aspectText(reason.aspect());
+        text += painted(sLabel, Colour::kBold, stream) +
+                std::string(kLabelColumns - sLabel.size(), ' ') +
+                contentText(reason.aspect(), reason.now()) + "\n";
+        if (reason.aspect() == pbcommon::OPTIONS && !withheld.empty()) {
+            text += "  not offered now: " + shownList(withheld) + "\n";
+        }
+        text += sinceText(variable.name(), reason);
+    }
+    return text;
+}
+
+}  // namespace cfgctl
