@@ -26,7 +26,7 @@ target_link_libraries(appconfig_options INTERFACE
     $<$<CONFIG:Release>:appconfig_hardening>)
 
 if(APPCONFIG_SANITIZE)
-    add_compile_options(-fsanitize=address,undefined -fno-sanitize-recover=all
+    add_compile_options(-fsanitize=${APPCONFIG_SANITIZE} -fno-sanitize-recover=all
         -fno-omit-frame-pointer)
-    add_link_options(-fsanitize=address,undefined)
+    add_link_options(-fsanitize=${APPCONFIG_SANITIZE})
 endif()
