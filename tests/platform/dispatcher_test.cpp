@@ -1,71 +1,19 @@
 #include "dispatcher.h"
 
-#include <gmock/gmock.h>
 #include <sys/stat.h>
 
-#include <cstdlib>
+#include <deque>
 #include <future>
+#include <sstream>
 
 #include "casename.h"
-#include "logfile.h"
-#include "pbUtils.h"
-#include "rawclient.h"
+#include "dispatchercase.h"
 
 namespace {
 
 using namespace PbUtility;
 using namespace std::string_literals;
 using testing::HasSubstr;
-
-/// Answers a `get` with what it saw of the request.
-class EchoHandler : public RequestHandler {
-public:
-    void dispatchingBegins() override {}
-    void handle(const Requester& requester, const pbcommon::Request& request,
-                pbcommon::Reply& reply, Publisher& publisher) override {
-        publisher.publish([&](const Watcher& watcher, pbcommon::Reply& message) {
-            message.mutable_change()->set_client(request.get().address().node());
-            return watcher.sPattern == "*";
-        });
-        reply.add_tag(request.get().address().node() + " " + requester.sClient + " " +
-                      std::to_string(requester.role));
-    }
-};
-
-std::string getFrame(const std::string& sNode, const std::string& sRole = "") {
-    return RawClient::frame("client: 'me\\033' " + sRole + " get { address { node: '" + sNode +
-                            "' } }");
-}
-
-class Dispatcher : public testing::Test {
-protected:
-    Dispatcher() { setenv("RUNTIME_DIRECTORY", m_directory.path("run").c_str(), 1); }
-    ~Dispatcher() override { unsetenv("RUNTIME_DIRECTORY"); }
-
-    void start(bool bReady = true) {
-        ASSERT_EQ(m_pbUtils.start(), kNoError);
-        PbUtilsImpl::of(m_pbUtils).setRequestHandler(m_handler);
-        m_pbUtils.readyToDispatchMessages(bReady);
-    }
-    [[nodiscard]] std::string socketPath() const { return m_directory.path("run/echo.sock"); }
-
-    /// The first tag of the answer, or its code; "none" without an answer.
-    static std::string answer(const RawClient& client, const std::string& sFrame = "") {
-        client.send(sFrame);
-        pbcommon::Reply reply;
-        if (!client.receive(reply)) return "none";
-        return reply.tag_size() > 0 ? reply.tag(0) : std::to_string(reply.code());
-    }
-    /// Whether a new client gets an answer.
-    [[nodiscard]] bool serves() const {
-        return answer(RawClient(socketPath()), RawClient::ping()) == "0";
-    }
-
-    LogFile m_log;
-    TemporaryDirectory m_directory;
-    EchoHandler m_handler;
-    PbUtils m_pbUtils{"echo", 2};
-};
 
 struct BadFrameCaseT {
     const char* name;
@@ -208,7 +156,7 @@ TEST_F(Dispatcher, TellsWatchersInOrderAndNobodyElse) {
     other.send(RawClient::frame("watch { pattern: 'nothing' }"));
     ASSERT_TRUE(watcher.receive(reply) && other.receive(reply));
     for (const char* const name : {"one", "two", "three"}) {
-        maker.send(getFrame(name));
+        maker.send(setFrame(name));
         ASSERT_TRUE(maker.receive(reply) && watcher.receive(reply));
         EXPECT_EQ(reply.change().client(), name);
     }
@@ -229,7 +177,7 @@ TEST_F(Dispatcher, TellsAStalledWatcherWhatItMissedAndDelaysNobody) {
     ASSERT_TRUE(watcher.receive(reply));
     const std::string sMuch(10000, 'x');
     for (std::uint64_t i = 0; i < kNews; ++i) {
-        maker.send(getFrame(std::to_string(i) + sMuch));
+        maker.send(setFrame(std::to_string(i) + sMuch));
         ASSERT_TRUE(maker.receive(reply));
     }
     std::uint64_t nSeen = 0;
@@ -238,9 +186,118 @@ TEST_F(Dispatcher, TellsAStalledWatcherWhatItMissedAndDelaysNobody) {
     }
     EXPECT_EQ(nSeen + reply.missed(), kNews);
     EXPECT_GT(reply.missed(), 0U);
-    maker.send(getFrame("next"));
+    maker.send(setFrame("next"));
     ASSERT_TRUE(watcher.receive(reply));
     EXPECT_EQ(reply.change().client(), "next");
+}
+
+struct PipelineCaseT {
+    const char* name;
+    const char* sent;      ///< in one piece, and then the end: see frameOf()
+    const char* trace;     ///< of the handler
+    const char* answers;   ///< "0" to ping and shutdown
+    const char* failures;  ///< the answers when every commit fails
+};
+
+// clang-format off
+const PipelineCaseT pipelineCases[] = {
+    {"ChangesShareACommit",     "s1 s2 s3",    "s1 s2 s3 commit ",        "s1 s2 s3",    "failure failure failure"},
+    {"ReadingWaits",            "s1 g2 s3",    "s1 commit g2 s3 commit ", "s1 g2 s3",    "failure g2 failure"},
+    {"RehearsalsAreHeldBehind", "d1 s2 d3 g4", "d1 s2 d3 commit g4 ",     "d1 s2 d3 g4", "d1 failure failure g4"},
+    {"PingWaits",               "s1 ping",     "s1 commit ",              "s1 0",        "failure 0"},
+    {"ShutdownWaits",           "s1 shutdown", "s1 commit ",              "s1 0",        "failure 0"},
+    {"EndedMeanwhile",          "end s2",      "end s2 commit ",          "end s2",      "failure failure"},
+    {"UnreadableBehind",        "s1 broken",   "s1 commit ",              "s1",          "failure"},
+    {"TooLongBehind",           "s1 long",     "s1 commit ",              "s1",          "failure"},
+    {"CutBehind",               "s1 cut",      "s1 commit ",              "s1",          "failure"},
+};
+// clang-format on
+
+std::string frameOf(const std::string& sWord) {
+    if (sWord == "ping" || sWord == "shutdown") return RawClient::frame(sWord + " {}");
+    if (sWord == "broken") return "\x00\x00\x00\x01\x07"s;
+    if (sWord == "long") return "\xff\xff\xff\xff"s;
+    if (sWord == "cut") return setFrame("cut").substr(0, 7);
+    return sWord[0] == 'g' ? getFrame(sWord) : setFrame(sWord, sWord[0] == 'd');
+}
+
+class Pipeline : public Dispatcher, public testing::WithParamInterface<PipelineCaseT> {
+protected:
+    /// The answers to what the case sends.
+    std::string answers(eErrorT committed) {
+        m_handler.m_atCommit = [committed] { return committed; };
+        m_handler.m_atSet = [this](const std::string& sValue) {
+            if (sValue == "end") dispatcher().end();
+        };
+        start();
+        std::istringstream words(GetParam().sent);
+        std::string sBytes, sWord, sAnswers;
+        while (words >> sWord) sBytes += frameOf(sWord);
+        const RawClient client(socketPath());
+        client.send(sBytes);
+        client.end(SHUT_WR);
+        while ((sWord = answer(client)) != "none") {
+            sAnswers += (sAnswers.empty() ? "" : " ") + sWord.substr(0, sWord.find(' '));
+        }
+        EXPECT_TRUE(client.isClosed());
+        EXPECT_EQ(m_handler.trace(), GetParam().trace);
+        return sAnswers;
+    }
+};
+
+TEST_P(Pipeline, IsAnsweredAfterTheCommit) { EXPECT_EQ(answers(kNoError), GetParam().answers); }
+
+TEST_P(Pipeline, IsRefusedWhenTheCommitFails) {
+    EXPECT_EQ(answers(kWriteError), GetParam().failures);
+}
+
+INSTANTIATE_TEST_SUITE_P(, Pipeline, testing::ValuesIn(pipelineCases), caseName);
+
+TEST_F(Dispatcher, CommitsWhatComesDuringACommitAtOnceAndLetsReadersInBetween) {
+    start();
+    std::deque<RawClient> clients;
+    for (int i = 0; i < 10; ++i) {
+        EXPECT_EQ(answer(clients.emplace_back(socketPath()), RawClient::ping()), "0");
+    }
+    const RawClient reader(socketPath());
+    EXPECT_EQ(answer(reader, RawClient::ping()), "0");
+    int nCommits = 0;
+    m_handler.m_atCommit = [&] {
+        // the first client never stops; the others come once
+        if (++nCommits < 4) clients[0].send(setFrame("s0"));
+        for (std::size_t i = 1; nCommits == 1 && i < clients.size(); ++i) {
+            clients[i].send(setFrame("s" + std::to_string(i)));
+        }
+        if (nCommits == 1) reader.send(getFrame("g"));
+        return kNoError;
+    };
+    for (int i = 0; i < 4; ++i) EXPECT_EQ(answer(clients[0], i == 0 ? setFrame("s0") : ""), "s0");
+    for (std::size_t i = 1; i < clients.size(); ++i) {
+        EXPECT_EQ(answer(clients[i]), "s" + std::to_string(i));
+    }
+    EXPECT_THAT(answer(reader), HasSubstr("g "));
+    EXPECT_EQ(m_handler.trace(),
+              "s0 commit s0 s1 s2 s3 s4 s5 s6 s7 s8 s9 commit g s0 commit s0 commit ");
+}
+
+TEST_F(Dispatcher, TellsWatchersAfterTheCommitAndNothingWhenItFails) {
+    start();
+    const RawClient watcher(socketPath()), maker(socketPath());
+    EXPECT_EQ(answer(watcher, RawClient::frame("watch { pattern: '*' }")), "0");
+    m_handler.m_atCommit = [&] { return watcher.hasAnswer() ? kBadState : kWriteError; };
+    EXPECT_EQ(answer(maker, setFrame("lost") + setFrame("too")), "failure");
+    EXPECT_EQ(answer(maker), "failure");
+    m_handler.m_atCommit = [&] { return watcher.hasAnswer() ? kBadState : kNoError; };
+    EXPECT_EQ(answer(maker, setFrame("kept")), "kept");
+    pbcommon::Reply news;
+    ASSERT_TRUE(watcher.receive(news));
+    EXPECT_EQ(news.change().client(), "kept");
+    // one that watches and changes hears of its own change, too
+    m_handler.m_atCommit = [] { return kNoError; };
+    watcher.send(setFrame("own"));
+    ASSERT_TRUE(watcher.receive(news));
+    EXPECT_EQ(news.change().client(), "own");
+    EXPECT_EQ(answer(watcher), "own");
 }
 
 }  // namespace

@@ -22,12 +22,16 @@ constexpr const char* kGoodRow =
 const FaultCaseT faultCases[] = {
     {"UnknownField",       "\n\nvariable { colour: 1 }",                                  "f:3: "},
     {"Twice",              ROW("kind: TEXT max_length: 1") ROW("kind: TEXT"),             "f:2: a.x: listed twice"},
+    {"TwiceInAList",       "variable: [{ node: 'a' name: 'x' kind: BOOLEAN default_value: 'true' },\n{ node: 'a' name: 'flag' }]", "f:2: a.flag: listed twice"},
     {"PresetOfOtherKind",  "\npreset { node: 'a' name: 'flag' default_value: '1' }",      "f:2: a.flag: its preset"},
     {"NoKind",             ROW(""),                                                       "no kind"},
     {"NoInstances",        ROW("instances: 0 kind: BOOLEAN"),                             "instances go from 1"},
     {"DefaultTooLong",     ROW("kind: TEXT max_length: 1 default_value: 'pq'"),           "its default"},
     {"RangeUpsideDown",    ROW("kind: INTEGER minimum: 2 maximum: 1"),                    "the lower one first"},
     {"OptionTwice",        ROW("kind: ENUMERATION option: 'p' option: 'p'"),              "an option is listed twice"},
+    {"OptionOfTwoLines",   ROW("kind: ENUMERATION option: 'p\\nq' default_value: 'p\\nq'"), "a line of text"},
+    {"EmptyOption",        ROW("kind: ENUMERATION option: ''"),                           "a line of text"},
+    {"OptionIsNoUtf8",     ROW("kind: ENUMERATION option: '\\377' default_value: '\\377'"), "a line of text"},
     {"TextWithoutLength",  ROW("kind: SECRET"),                                           "max_length belongs"},
 };
 // clang-format on

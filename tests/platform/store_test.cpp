@@ -1,22 +1,15 @@
 // The store from both sides: requesters through messages, the service through the contract.
 #include <gmock/gmock.h>
-#include <google/protobuf/stubs/strutil.h>
-#include <google/protobuf/text_format.h>
 
 #include <functional>
 #include <set>
 
-#include "configstore.h"
 #include "frame.h"
-#include "logfile.h"
-#include "names.h"
-#include "onewatcher.h"
+#include "storefixture.h"
 
 namespace {
 
 using namespace AppConfig;
-using google::protobuf::CEscape;
-using google::protobuf::TextFormat;
 using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::IsEmpty;
@@ -31,13 +24,6 @@ constexpr const char* kSchema = R"(
     variable { node: "n" name: "count" kind: INTEGER maximum: 5000 default_value: "0" }
     variable { node: "n" name: "password" kind: SECRET max_length: 16 }
 )";
-
-std::unique_ptr<ConfigStore> storeOf(const std::string& sSchema) {
-    Schema schema;
-    std::string sError;
-    EXPECT_EQ(schema.add(sSchema, "test", sError), kNoError) << sError;
-    return std::make_unique<ConfigStore>(std::move(schema));
-}
 
 /// Writes what it is told into a trace shared by all, then does what the test wants.
 struct TracingHandler : public ProviderConfigHandler, public ConsumerConfigHandler {
@@ -75,41 +61,10 @@ struct TracingHandler : public ProviderConfigHandler, public ConsumerConfigHandl
     std::function<void(Text)> reaction = [](Text) {};
 };
 
-class Store : public testing::Test {
+class Store : public StoreFixture {
 protected:
-    /// @param sRequest  in protobuf's text format
-    pbcommon::Reply ask(SecurityRole role, const std::string& sRequest) {
-        pbcommon::Request request;
-        pbcommon::Reply reply;
-        EXPECT_TRUE(TextFormat::ParseFromString(sRequest, &request)) << sRequest;
-        m_store->requests().handle({role, 7, 8, "me"}, request, reply, m_others);
-        return reply;
-    }
-    /// The answer as one line: code, tags, the variables, what was refused, whether to reboot.
-    static std::string textOf(const pbcommon::Reply& reply) {
-        std::string sText = pbcommon::describeCode(reply.code());
-        for (const auto& sTag : reply.tag()) sText += " " + sTag;
-        for (const auto& row : reply.variable()) sText += " " + row.name() + "=" + row.value();
-        if (reply.has_failed()) sText += " failed " + std::to_string(reply.failed());
-        return sText + (reply.reboot_needed() ? " reboot" : "");
-    }
-    static std::string address(const std::string& sVariable) {
-        return "address { node: 'n' variable: '" + CEscape(sVariable) + "' }";
-    }
-    std::string get(SecurityRole role, const char* variable) {
-        return textOf(ask(role, "get { " + address(variable) + " }"));
-    }
-    std::string set(SecurityRole role,
-                    const std::vector<std::pair<std::string, std::string>>& assignments) {
-        std::string sText;
-        for (const auto& [sName, sValue] : assignments) {
-            sText += "assignment { " + address(sName) + " value: '" + CEscape(sValue) + "' }";
-        }
-        return textOf(ask(role, "set { " + sText + " }"));
-    }
-    std::string list(SecurityRole role, const std::string& sPattern) {
-        return textOf(ask(role, "list { pattern: '" + sPattern + "' }"));
-    }
+    Store() { start(kSchema); }
+
     AppCfgManager& manager() { return m_store->manager(); }
     std::string value(const std::string& sVariable) {
         return manager().getConfigVar("n", 0, sVariable, 0);
@@ -124,9 +79,6 @@ protected:
         return registerHandler("n", sVariable, handler, &manager());
     }
 
-    LogFile m_log;
-    OneWatcher m_others;
-    std::unique_ptr<ConfigStore> m_store = storeOf(kSchema);
     std::vector<std::string> m_trace;
     TracingHandler m_first{"first", m_trace};
     TracingHandler m_second{"second", m_trace};
@@ -176,7 +128,7 @@ TEST_F(Store, ShowsASecretOnlyToWhoAsksForItByName) {
 }
 
 TEST_F(Store, ListsALargeSchemaPageByPageWithoutGapOrDoubling) {
-    m_store = storeOf(
+    start(
         "variable { node: 'n' name: 'long' node_instances: 900 kind: TEXT"
         " max_length: 1000 default_value: '" +
         std::string(1000, 'x') + "' }");
@@ -280,7 +232,7 @@ TEST_F(Store, GivesAccessLevelsToAllThatExistAndReportsTheOthers) {
 }
 
 TEST_F(Store, TellsAWatcherOfWhatItsRoleMaySeeAndOfNothingElse) {
-    m_store = storeOf(
+    start(
         "variable { node: 'n' name: 'open' kind: TEXT max_length: 9 }"
         "variable { node: 'n' name: 'hidden' kind: TEXT max_length: 9 read: kAdmin }"
         "variable { node: 'n' name: 'secret' kind: SECRET max_length: 9 }");

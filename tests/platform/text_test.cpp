@@ -52,6 +52,7 @@ TEST(PrintableText, EscapesWhatATerminalOrALogWouldActOn) {
         {"surrogate \xed\xa0\x80", "surrogate \\xed\\xa0\\x80", false},
         {"abcdef", "abc...", true, 3},
         {"ab\xc3\xa4", "ab...", true, 3},
+        {"ab\n", "ab...", true, 5},
     };
     // clang-format on
     for (const auto& c : cases) {

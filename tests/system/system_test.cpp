@@ -1,11 +1,12 @@
 // The real daemon and the real client, as their users run them.
 #include <gmock/gmock.h>
 #include <sys/stat.h>
+#include <sys/un.h>
 #include <sys/wait.h>
 
-#include <thread>
+#include <cstddef>
 
-#include "rawclient.h"
+#include "daemon.h"
 #include "temporarydirectory.h"
 
 namespace {
@@ -14,55 +15,36 @@ using namespace std::string_literals;
 using testing::ContainsRegex;
 using testing::HasSubstr;
 
-/// One daemon process and the directories that it works in.
-class Daemon {
+/// The service manager's end of its notification socket, for daemons started while it lives.
+class NotificationSocket {
 public:
-    explicit Daemon(const TemporaryDirectory& home, std::vector<std::string> arguments = {})
-        : m_sRuntime(home.path("run")),
-          m_sLog(home.file("log" + std::to_string(++gStarted))),
-          m_pid(fork()) {
-        if (m_pid != 0) return;
-        std::vector<char*> argv{const_cast<char*>(DAEMON)};
-        for (std::string& sArgument : arguments) argv.push_back(sArgument.data());
-        argv.push_back(nullptr);
-        setenv("RUNTIME_DIRECTORY", m_sRuntime.c_str(), 1);
-        setenv("CONFIGURATION_DIRECTORY", home.path("config").c_str(), 1);
-        setenv("TEST_LOG_DEVICE", m_sLog.c_str(), 1);
-        execv(DAEMON, argv.data());
-        _exit(127);
+    /// @param sName  a path, or '@' and an abstract name
+    explicit NotificationSocket(const std::string& sName)
+        : m_fd(socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0)) {
+        sockaddr_un address{.sun_family = AF_UNIX, .sun_path = {}};
+        sName.copy(address.sun_path, sizeof(address.sun_path));
+        if (sName[0] == '@') address.sun_path[0] = '\0';
+        const timeval patience{.tv_sec = 10, .tv_usec = 0};
+        setsockopt(m_fd, SOL_SOCKET, SO_RCVTIMEO, &patience, sizeof(patience));
+        EXPECT_EQ(bind(m_fd, reinterpret_cast<const sockaddr*>(&address),
+                       static_cast<socklen_t>(offsetof(sockaddr_un, sun_path) + sName.size())),
+                  0);
+        setenv("NOTIFY_SOCKET", sName.c_str(), 1);
     }
-    ~Daemon() { kill(); }
-    Daemon& operator=(Daemon&&) = delete;  // nor a copy
+    ~NotificationSocket() {
+        close(m_fd);
+        unsetenv("NOTIFY_SOCKET");
+    }
+    NotificationSocket& operator=(NotificationSocket&&) = delete;  // nor a copy
 
-    [[nodiscard]] pid_t pid() const { return m_pid; }
-    [[nodiscard]] std::string log() const { return TemporaryDirectory::contentOf(m_sLog); }
-
-    /// Waits until the daemon answers; false when it ended before.
-    [[nodiscard]] bool serves() const {
-        for (int i = 0; i < 1000 && waitpid(m_pid, nullptr, WNOHANG) == 0; ++i) {
-            const RawClient client(m_sRuntime + "/appconfig.sock");
-            pbcommon::Reply reply;
-            client.send(RawClient::ping());
-            if (client.receive(reply)) return reply.service().pid() == m_pid;
-            std::this_thread::sleep_for(std::chrono::milliseconds(2));
-        }
-        return false;
-    }
-    /// Waits for the end; the exit status, or 128 and the signal.
-    int wait() {
-        int nStatus = 0;
-        waitpid(std::exchange(m_pid, -1), &nStatus, 0);
-        return WIFEXITED(nStatus) ? WEXITSTATUS(nStatus) : 128 + WTERMSIG(nStatus);
-    }
-    void kill() {
-        if (m_pid > 0) ::kill(m_pid, SIGKILL), wait();
+    [[nodiscard]] std::string receive(int nFlags = 0) const {
+        char message[64];
+        const ssize_t n = recv(m_fd, message, sizeof(message), nFlags);
+        return n < 0 ? "nothing" : std::string(message, static_cast<std::size_t>(n));
     }
 
 private:
-    static inline int gStarted = 0;
-
-    const std::string m_sRuntime, m_sLog;
-    pid_t m_pid;
+    int m_fd;
 };
 
 struct Outcome {
@@ -177,14 +159,65 @@ TEST_F(System, HoldsAnotherUserToTheUserRole) {
 
 TEST_F(System, StartsAgainAfterBeingKilledAndOnlyOnceAtATime) {
     start();
+    EXPECT_EQ(cfgctl("set management.snmp.location=Lobby").nStatus, 0);
     m_daemon->kill();
     EXPECT_TRUE(std::filesystem::exists(m_home.path("run/appconfig.sock")));
     start();
-    Daemon second(m_home);
-    EXPECT_EQ(second.wait(), 0);
-    EXPECT_THAT(second.log(), HasSubstr("process " + std::to_string(m_daemon->pid()) + " holds " +
-                                        m_home.path("run") + " already; this one ends\n"));
+    EXPECT_EQ(cfgctl("get management.snmp.location").sOut, "Lobby\n");
+    for (const auto& [sRuntime, sHeld] : {std::pair{"run", "run"}, {"elsewhere", "state"}}) {
+        Daemon second(m_home, {}, sRuntime);
+        EXPECT_EQ(second.wait(), 0);
+        EXPECT_THAT(second.log(),
+                    HasSubstr("process " + std::to_string(m_daemon->pid()) + " holds " +
+                              m_home.path(sHeld) + " already; this one ends\n"));
+    }
     EXPECT_TRUE(m_daemon->serves());
+    EXPECT_EQ(cfgctl("get management.snmp.location").sOut, "Lobby\n");
+}
+
+TEST_F(System, HidesFromAnotherUserWhatItMayNotSee) {
+    if (geteuid() != 0) GTEST_SKIP() << "only root can become another user";
+    start();
+    std::filesystem::copy(CFGCTL, m_home.path("cfgctl"));  // where that user may execute it
+    chmod(m_home.path().c_str(), 0755);
+    EXPECT_EQ(cfgctl("set management.snmp.privacypassword", "swordfish").nStatus, 0);
+    EXPECT_EQ(cfgctl("set management.snmp.versionthree=false").nStatus, 0);
+    const std::string sOther = "setpriv --reuid=65534 --regid=65534 --clear-groups ./cfgctl ";
+    const Outcome unknown = shell(sOther + "get management.snmp.nosuch");
+    for (const char* const command : {"get", "describe", "options", "why"}) {
+        const Outcome hidden = shell(sOther + command + " management.snmp.privacypassword");
+        EXPECT_EQ(hidden.nStatus, unknown.nStatus) << command;
+        EXPECT_THAT(hidden.sOut + hidden.sErr, HasSubstr("no variable management.snmp.privacyp"));
+    }
+    for (const char* const command :
+         {"list", "history", "complete -- get management.snmp.", "get management.snmp.privacypasswor",
+          "set management.snmp.privacypassword=x", "history '*privacypassword'",
+          "why management.snmp.traptarget.protocolversion"}) {
+        const Outcome outcome = shell(sOther + command);
+        EXPECT_NE(outcome.sOut + outcome.sErr, "") << command;
+        EXPECT_THAT(outcome.sOut, testing::Not(HasSubstr("privacypassword"))) << command;
+        EXPECT_THAT(outcome.sErr, testing::Not(HasSubstr("privacypassword?"))) << command;
+    }
+    const std::string sAll = cfgctl("history").sOut + cfgctl("--json history").sOut +
+                             cfgctl("why management.snmp.privacypassword").sOut + m_daemon->log();
+    EXPECT_THAT(sAll, HasSubstr("privacypassword=********"));
+    EXPECT_THAT(sAll, testing::Not(HasSubstr("swordfish")));
+}
+
+TEST_F(System, TellsTheServiceManagerWhenItServes) {
+    for (const std::string& sName : {m_home.path("notify"), "@" + m_home.path("notify")}) {
+        const NotificationSocket manager(sName);
+        const Daemon daemon(m_home);
+        EXPECT_EQ(manager.receive(), "READY=1") << daemon.log();
+        EXPECT_EQ(cfgctl("ping").nStatus, 0);
+        Daemon unable(m_home);
+        EXPECT_EQ(unable.wait(), 0);
+        EXPECT_EQ(manager.receive(MSG_DONTWAIT), "nothing");
+    }
+    setenv("NOTIFY_SOCKET", m_home.path("nobody").c_str(), 1);
+    start();
+    unsetenv("NOTIFY_SOCKET");
+    EXPECT_THAT(m_daemon->log(), HasSubstr("cannot tell " + m_home.path("nobody")));
 }
 
 TEST_F(System, WritesCoreFilesOnlyWithTheSwitch) {

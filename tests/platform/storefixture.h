@@ -1,0 +1,65 @@
+#ifndef TESTS_PLATFORM_STOREFIXTURE_H
+#define TESTS_PLATFORM_STOREFIXTURE_H
+
+#include <gmock/gmock.h>
+#include <google/protobuf/stubs/strutil.h>
+#include <google/protobuf/text_format.h>
+
+#include "configstore.h"
+#include "logfile.h"
+#include "names.h"
+#include "onewatcher.h"
+
+/// A store on a schema of the test's own, its node called "n", and those who ask it.
+class StoreFixture : public testing::Test {
+protected:
+    /// @param sDirectory  of the state; empty: in memory
+    void start(const std::string& sSchema, const std::string& sDirectory = "") {
+        AppConfig::Schema schema;
+        std::string sError;
+        ASSERT_EQ(schema.add(sSchema, "test", sError), kNoError) << sError;
+        m_store.reset();
+        m_store = std::make_unique<AppConfig::ConfigStore>(
+            std::move(schema), sDirectory.empty()
+                                   ? std::make_unique<AppConfig::Database>()
+                                   : std::make_unique<AppConfig::Database>(sDirectory));
+    }
+    /// @param sRequest  in protobuf's text format
+    pbcommon::Reply ask(AppConfig::SecurityRole role, const std::string& sRequest) {
+        pbcommon::Request request;
+        EXPECT_TRUE(google::protobuf::TextFormat::ParseFromString(sRequest, &request)) << sRequest;
+        return m_others.ask(m_store->requests(), {role, 7, 8, "me"}, request);
+    }
+    /// The answer as one line: code, tags, the variables, what was refused, whether to reboot.
+    static std::string textOf(const pbcommon::Reply& reply) {
+        std::string sText = pbcommon::describeCode(reply.code());
+        for (const auto& sTag : reply.tag()) sText += " " + sTag;
+        for (const auto& row : reply.variable()) sText += " " + row.name() + "=" + row.value();
+        if (reply.has_failed()) sText += " failed " + std::to_string(reply.failed());
+        return sText + (reply.reboot_needed() ? " reboot" : "");
+    }
+    static std::string address(const std::string& sVariable) {
+        return "address { node: 'n' variable: '" + google::protobuf::CEscape(sVariable) + "' }";
+    }
+    std::string get(AppConfig::SecurityRole role, const char* variable) {
+        return textOf(ask(role, "get { " + address(variable) + " }"));
+    }
+    std::string set(AppConfig::SecurityRole role,
+                    const std::vector<std::pair<std::string, std::string>>& assignments) {
+        std::string sText;
+        for (const auto& [sName, sValue] : assignments) {
+            sText += "assignment { " + address(sName) + " value: '" +
+                     google::protobuf::CEscape(sValue) + "' }";
+        }
+        return textOf(ask(role, "set { " + sText + " }"));
+    }
+    std::string list(AppConfig::SecurityRole role, const std::string& sPattern) {
+        return textOf(ask(role, "list { pattern: '" + sPattern + "' }"));
+    }
+
+    LogFile m_log;
+    OneWatcher m_others;
+    std::unique_ptr<AppConfig::ConfigStore> m_store;
+};
+
+#endif

@@ -1,0 +1,71 @@
+#ifndef TESTS_SUPPORT_DAEMON_H
+#define TESTS_SUPPORT_DAEMON_H
+
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <chrono>
+#include <csignal>
+#include <cstdlib>
+#include <string>
+#include <thread>
+#include <utility>
+#include <vector>
+
+#include "rawclient.h"
+#include "temporarydirectory.h"
+
+/// One daemon process, of the program DAEMON, and the directories that it works in.
+class Daemon {
+public:
+    explicit Daemon(const TemporaryDirectory& home, std::vector<std::string> arguments = {},
+                    const std::string& sRuntime = "run")
+        : m_sRuntime(home.path(sRuntime)),
+          m_sLog(home.file("log" + std::to_string(++gStarted))),
+          m_pid(fork()) {
+        if (m_pid != 0) return;
+        std::vector<char*> argv{const_cast<char*>(DAEMON)};
+        for (std::string& sArgument : arguments) argv.push_back(sArgument.data());
+        argv.push_back(nullptr);
+        setenv("RUNTIME_DIRECTORY", m_sRuntime.c_str(), 1);
+        setenv("STATE_DIRECTORY", home.path("state").c_str(), 1);
+        setenv("CONFIGURATION_DIRECTORY", home.path("config").c_str(), 1);
+        setenv("TEST_LOG_DEVICE", m_sLog.c_str(), 1);
+        execv(DAEMON, argv.data());
+        _exit(127);
+    }
+    ~Daemon() { kill(); }
+    Daemon& operator=(Daemon&&) = delete;  // nor a copy
+
+    [[nodiscard]] pid_t pid() const { return m_pid; }
+    [[nodiscard]] std::string log() const { return TemporaryDirectory::contentOf(m_sLog); }
+
+    /// Waits until the daemon answers; false when it ended before.
+    [[nodiscard]] bool serves() const {
+        for (int i = 0; i < 1000 && waitpid(m_pid, nullptr, WNOHANG) == 0; ++i) {
+            const RawClient client(m_sRuntime + "/appconfig.sock");
+            pbcommon::Reply reply;
+            client.send(RawClient::ping());
+            if (client.receive(reply)) return reply.service().pid() == m_pid;
+            std::this_thread::sleep_for(std::chrono::milliseconds(2));
+        }
+        return false;
+    }
+    /// Waits for the end; the exit status, or 128 and the signal.
+    int wait() {
+        int nStatus = 0;
+        waitpid(std::exchange(m_pid, -1), &nStatus, 0);
+        return WIFEXITED(nStatus) ? WEXITSTATUS(nStatus) : 128 + WTERMSIG(nStatus);
+    }
+    void kill() {
+        if (m_pid > 0) ::kill(m_pid, SIGKILL), wait();
+    }
+
+private:
+    static inline int gStarted = 0;
+
+    const std::string m_sRuntime, m_sLog;
+    pid_t m_pid;
+};
+
+#endif
