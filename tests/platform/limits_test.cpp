@@ -162,7 +162,8 @@ TEST_F(Limits, DoNotCountTheTimeThatAWholeFrameWaitsForTheService) {
     whole.send(sFrame.substr(0, 9));
     EXPECT_EQ(answer(broken, "\xff\xff\xff\xff"), "none");  // the half frame has been seen
     whole.send(sFrame.substr(9));
-    EXPECT_EQ(answer(half, sFrame.substr(0, 9)), "none") << "dropped, ready or not";
+    half.send(sFrame.substr(0, 9));
+    EXPECT_TRUE(half.isClosed()) << "dropped, ready or not";
     m_pbUtils.readyToDispatchMessages(true);
     EXPECT_THAT(answer(whole), testing::HasSubstr("whole"));
 }

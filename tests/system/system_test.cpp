@@ -190,9 +190,9 @@ TEST_F(System, HidesFromAnotherUserWhatItMayNotSee) {
         EXPECT_THAT(hidden.sOut + hidden.sErr, HasSubstr("no variable management.snmp.privacyp"));
     }
     for (const char* const command :
-         {"list", "history", "complete -- get management.snmp.", "get management.snmp.privacypasswor",
-          "set management.snmp.privacypassword=x", "history '*privacypassword'",
-          "why management.snmp.traptarget.protocolversion"}) {
+         {"list", "history", "complete -- get management.snmp.",
+          "get management.snmp.privacypasswor", "set management.snmp.privacypassword=x",
+          "history '*privacypassword'", "why management.snmp.traptarget.protocolversion"}) {
         const Outcome outcome = shell(sOther + command);
         EXPECT_NE(outcome.sOut + outcome.sErr, "") << command;
         EXPECT_THAT(outcome.sOut, testing::Not(HasSubstr("privacypassword"))) << command;

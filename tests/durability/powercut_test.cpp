@@ -1,0 +1,321 @@
+// A power cut, or a disk that takes no more, at each single write of a day's work.
+#include <gmock/gmock.h>
+
+#include <filesystem>
+
+#include "AppConfigServiceProvider.h"
+#include "casename.h"
+#include "configstore.h"
+#include "faultyvfs.h"
+#include "logfile.h"
+#include "setrequest.h"
+
+namespace {
+
+using namespace std::string_literals;
+using AppConfig::ConfigStore;
+using TextsT = std::vector<std::string>;
+
+struct StepT {
+    std::vector<TextsT> requests;  ///< all before one commit; none: the service starts again
+    std::size_t nChanges;          ///< that they are to make
+};
+
+const std::string kSnmp = "management.snmp.";
+const std::string kTouch = "uicontrol.vantortouch.";
+const std::string kRecent = "uicontrol.apps.recentcalls.enabled=";
+
+// clang-format off
+const StepT script[] = {
+    {{}, 1},  // of the start, which brings the presets into line
+    {{{kTouch + "homescreen[1].button[2]=Recent", kTouch + "placeacallsubpages=recent_calls"}}, 1},
+    {{{kRecent + "false"}}, 1},
+    {{{kSnmp + "versionthree=false", kRecent + "true", kSnmp + "admin="  + std::string(200, 'a')}}, 1},
+    {{{kSnmp + "admin=nobody", kTouch + "homescreen[1].enabled=false", kTouch + "homescreen[2].enabled=true"}}, 0},
+    {{{kRecent + "true"}}, 0},
+    {{{"comm.callsetting.callfeatures.fips140enable=true"}, {kTouch + "homescreen[1].enabled=False"},
+      {kTouch + "homescreen[2].enabled=true"}, {kSnmp + "versionthree=true"}}, 3},
+    {{}, 0},
+    {{{kSnmp + "privacypassword=swordfish"}, {kRecent + "false"}}, 2},
+    {{{kRecent + "true"}}, 1},
+};
+// clang-format on
+constexpr std::size_t kSteps = std::size(script);
+
+/// Every value, option list and access level there is.
+std::string cellsOf(const ConfigStore& store) {
+    std::string sAll;
+    for (const AppConfig::Cell& cell : store.cells()) {
+        sAll += cell.sAddress + "=" + cell.sValue + " " + std::to_string(cell.access.read) +
+                std::to_string(cell.access.write);
+        for (const std::string& sOption : cell.offered) sAll += " " + sOption;
+        sAll += "\n";
+    }
+    return sAll;
+}
+
+/// The whole service, but for its clients, on a disk that fails when it is told to.
+class Durability : public testing::Test,
+                   protected PbUtility::Publisher,
+                   protected PbUtility::Client {
+protected:
+    Durability() {
+        setenv("RUNTIME_DIRECTORY", m_home.path("run").c_str(), 1);
+        setenv("STATE_DIRECTORY", m_sState.c_str(), 1);
+        setenv("CONFIGURATION_DIRECTORY", m_home.path().c_str(), 1);
+        (void)m_home.file("presets.textproto",
+                          "preset { node: 'uicontrol.apps.home' name: 'office365uienabled' "
+                          "default_value: 'true' } preset { node: 'uicontrol.apps.home' name: "
+                          "'skypemodecontroller' default_value: 'vantor_touch' }");
+        m_schema = AppConfig::loadSchema();
+        std::filesystem::create_directory(m_sCopy);
+    }
+    ~Durability() override {
+        stop();
+        printf(
+            "power cuts %zu, failing writes %zu, requests acknowledged %zu, lost %zu, torn %zu, "
+            "refused but there %zu\n",
+            m_nPowerCuts, m_nFailingWrites, m_nAcknowledged, m_nLost, m_nTorn, m_nRevived);
+    }
+
+    void stop() {
+        m_provider.reset();
+        ConfigStore::discardProcess();
+    }
+    /// Carries out a step. @return kNoError; kWriteError
+    eErrorT take(const StepT& step) {
+        if (step.requests.empty()) {
+            stop();
+            m_provider.reset(AppConfigProvider::AppConfigServiceProvider::getInstance());
+            m_provider->initialize();
+            ConfigStore::process().settle();
+            return kNoError;
+        }
+        PbUtility::RequestHandler& handler = ConfigStore::process().requests();
+        bool bWaits = false;
+        std::size_t nAccepted = 0;
+        for (const TextsT& assignments : step.requests) {
+            pbcommon::Reply reply;
+            bWaits |= handler.handle({.role = AppConfig::kSystem, .sClient = "test"},
+                                     setRequest(assignments), reply,
+                                     *this) == PbUtility::Answer::kUncommitted;
+            nAccepted += reply.code() == pbcommon::kNoError ? 1 : 0;
+        }
+        pbcommon::Reply failure;
+        const eErrorT result = bWaits ? handler.commit(*this, failure) : kNoError;
+        m_nAcknowledged += result == kNoError ? nAccepted : 0;
+        return result;
+    }
+    static bool isInMemory(const std::string& sContent) {
+        return sContent.starts_with(cellsOf(ConfigStore::process()));
+    }
+    /// A new state directory on a disk that will fail.
+    void begin(const Fault& fault) {
+        stop();
+        std::filesystem::remove_all(m_sState);
+        m_disk.arm(fault);
+    }
+
+    // what there would be after a new start, when the power is cut now, and when the process ends
+    std::string afterPowerCut(std::mt19937* random) {
+        clearCopy();
+        m_disk.writeSurvivors(m_sCopy, random);
+        return contentOfCopy();
+    }
+    std::string afterKill() {
+        clearCopy();
+        for (const char* const name : {"", "-wal", "-journal"}) {
+            const std::string sFile = m_sState + "/appconfig.db" + name;
+            if (std::filesystem::exists(sFile)) {
+                std::filesystem::copy(sFile, m_sCopy + "/appconfig.db" + name);
+            }
+        }
+        return contentOfCopy();
+    }
+
+    /// Judges what is there: it has to be what one of these steps of the script has led to.
+    void expectStep(const std::string& sContent, std::size_t nFirst, std::size_t nLast,
+                    const std::string& sWhen) {
+        std::size_t nFound = m_contents.size();
+        for (std::size_t i = 0; i < m_contents.size(); ++i) {
+            if (m_contents[i] != sContent) continue;
+            if (i >= nFirst && i <= nLast) return;
+            nFound = i;
+        }
+        const bool bTorn = nFound == m_contents.size();
+        ++(bTorn ? m_nTorn : nFound < nFirst ? m_nLost : m_nRevived);
+        if (m_nTorn + m_nLost + m_nRevived > 3) return;  // how many there are is told in the end
+        const std::string& sExpected = m_contents[nFirst];
+        const auto [expected, actual] =
+            std::mismatch(sExpected.begin(), sExpected.end(), sContent.begin(), sContent.end());
+        ADD_FAILURE() << sWhen << ": behind step " << nFirst << " there is "
+                      << (bTorn ? "no state of the script" : "step " + std::to_string(nFound))
+                      << "\n... " << std::string(actual, sContent.end()).substr(0, 300)
+                      << "\ninstead of\n... "
+                      << std::string(expected, sExpected.end()).substr(0, 300);
+    }
+
+    /// The script on a disk that never fails: what each step leads to. The first is nothing at all.
+    void learn() {
+        begin({});
+        m_contents.push_back(contentOfCopy());
+        std::size_t nNewest = 0;
+        std::size_t nCheckpoints = 0;
+        for (const StepT& step : script) {
+            const std::size_t nSyncs = m_disk.databaseSyncs();
+            ASSERT_EQ(take(step), kNoError);
+            m_contents.push_back(afterKill());
+            ASSERT_THAT(m_contents.back(), testing::HasSubstr("\n1|start-up|startup|\n"));
+            ASSERT_TRUE(isInMemory(m_contents.back()));
+            nCheckpoints += step.requests.empty() ? 0 : m_disk.databaseSyncs() - nSyncs;
+            nNewest += step.nChanges;
+            ASSERT_EQ(ConfigStore::process().database().newest(), nNewest);
+        }
+        stop();
+        m_nOperations = m_disk.operations();
+        ASSERT_GT(nCheckpoints, 2U) << "the log has been written back too seldom";
+        expectStep(afterKill(), kSteps, kSteps, "undisturbed");
+        m_nAcknowledged = 0;
+    }
+
+    LogFile m_log;
+    TemporaryDirectory m_home;
+    const std::string m_sState = m_home.path("state");
+    const std::string m_sCopy = m_home.path("copy");
+    FaultyVfs m_disk{m_sState};
+    std::mt19937 m_random{20261123};
+    AppConfig::Schema m_schema;
+    std::unique_ptr<AppConfigProvider::AppConfigServiceProvider> m_provider;
+    std::vector<std::string> m_contents;  ///< before the script, and behind each of its steps
+    std::size_t m_nOperations = 0;        ///< of the script and the end of the service
+    std::size_t m_nPowerCuts = 0, m_nFailingWrites = 0, m_nAcknowledged = 0;
+    std::size_t m_nLost = 0, m_nTorn = 0, m_nRevived = 0;
+
+private:
+    eErrorT watch(PbUtility::Watcher) override { return kNoError; }
+    void publish(const std::function<bool(const PbUtility::Watcher&, pbcommon::Reply&)>&) override {
+    }
+
+    void clearCopy() const {
+        for (const auto& entry : std::filesystem::directory_iterator(m_sCopy)) {
+            std::filesystem::remove(entry.path());
+        }
+    }
+    /// The variables as a store has them, and the rows of the database but for times.
+    [[nodiscard]] std::string contentOfCopy() const {
+        std::string sContent =
+            cellsOf(ConfigStore(m_schema, std::make_unique<AppConfig::Database>(m_sCopy)));
+        sqlite3* opened = nullptr;
+        sqlite3_open((m_sCopy + "/appconfig.db").c_str(), &opened);
+        const AppConfig::sqlite::ConnectionT connection(opened);
+        const auto add = [](void* rows, int nColumns, char** texts, char**) {
+            for (int i = 0; i < nColumns; ++i) {
+                *static_cast<std::string*>(rows) += texts[i] == nullptr ? "-|" : texts[i] + "|"s;
+            }
+            *static_cast<std::string*>(rows) += "\n";
+            return 0;
+        };
+        sqlite3_exec(opened,
+                     "PRAGMA locking_mode = EXCLUSIVE; PRAGMA quick_check; SELECT * FROM setting;"
+                     "SELECT revision, client, role FROM change; SELECT * FROM detail",
+                     add, &sContent, nullptr);
+        return sContent;
+    }
+};
+
+TEST_F(Durability, OutlivesAPowerCutAtEveryWrite) {
+    learn();
+    for (std::size_t nCut = 1; nCut <= m_nOperations; ++nCut) {
+        begin({.kind = Fault::kPowerCut, .nAt = nCut});
+        std::size_t nDone = 0;
+        std::size_t nBegun = 0;
+        while (nBegun < kSteps && !m_disk.hasStruck()) {
+            const StepT& step = script[nBegun++];
+            // nobody is told that the service has started
+            if (take(step) == kNoError && (!m_disk.hasStruck() || !step.requests.empty())) {
+                nDone = nBegun;
+            }
+        }
+        stop();
+        ASSERT_TRUE(m_disk.hasStruck());
+        const std::string sWhen = "cut at " + std::to_string(nCut);
+        expectStep(afterKill(), nDone, nBegun, sWhen + ", all written");
+        expectStep(afterPowerCut(nullptr), nDone, nBegun, sWhen + ", nothing unsynced");
+        for (int i = 0; i < 6; ++i) {
+            expectStep(afterPowerCut(&m_random), nDone, nBegun, sWhen + ", some unsynced");
+        }
+        ++m_nPowerCuts;
+    }
+}
+
+struct DiskFaultCaseT {
+    const char* name;
+    Fault fault;
+    bool bRestarts;  ///< the service ends behind the refusal, and starts again
+};
+
+// clang-format off
+const DiskFaultCaseT diskFaultCases[] = {
+    {"Full",            {.kind = Fault::kFull},                  false},
+    {"FullThenRestart", {.kind = Fault::kFull,  .bOnce = true},  true },
+    {"Error",           {.kind = Fault::kError},                 false},
+    {"ErrorOnce",       {.kind = Fault::kError, .bOnce = true},  false},
+};
+// clang-format on
+
+class DiskFault : public Durability, public testing::WithParamInterface<DiskFaultCaseT> {
+protected:
+    /// The fault has come within this step. @return the outcome of the step once it is repaired
+    eErrorT recover(std::size_t nStep, eErrorT result, const std::string& sWhen) {
+        const bool bStart = script[nStep].requests.empty();
+        const bool bRefused = result == kWriteError;
+        const std::size_t nNow = nStep + (bRefused ? 0 : 1);
+        EXPECT_TRUE(isInMemory(m_contents[nNow])) << sWhen;
+        AppConfig::Database& database = ConfigStore::process().database();
+        std::uint64_t nRead = 0;
+        (void)database.readHistory(
+            1, database.newest(), AppConfig::Database::Order::kOldestFirst,
+            [&](const auto& change) { return change.revision() == ++nRead; });
+        EXPECT_EQ(nRead, database.newest()) << sWhen;
+        // nobody is told that the service has started; and a disk that has not reported a sync, nor
+        // lets anything be undone, may hold what it was to sync
+        const std::size_t nFirst = bStart ? nStep : nNow;
+        const std::size_t nLast = bRefused && !GetParam().fault.bOnce ? nStep + 1 : nNow;
+        expectStep(afterKill(), nFirst, nLast, sWhen + ", killed");
+        expectStep(afterPowerCut(nullptr), nFirst, nLast, sWhen + ", power cut");
+        for (int i = 0; i < 4; ++i) {
+            expectStep(afterPowerCut(&m_random), nFirst, nLast,
+                       sWhen + ", power cut, some unsynced");
+        }
+        if (bRefused && !GetParam().fault.bOnce) {
+            EXPECT_EQ(take(script[nStep]), kWriteError) << sWhen;
+        }
+        m_disk.repair();
+        if (bRefused && GetParam().bRestarts) {
+            (void)take(script[0]);
+            EXPECT_TRUE(isInMemory(m_contents[nStep])) << sWhen;
+        }
+        return bRefused || bStart ? take(script[nStep]) : result;
+    }
+};
+
+TEST_P(DiskFault, RefusesWholeAndGoesOn) {
+    learn();
+    for (Fault fault = GetParam().fault; fault.nAt++ < m_nOperations; ++m_nFailingWrites) {
+        const std::string sWhen = "fault at " + std::to_string(fault.nAt);
+        begin(fault);
+        for (std::size_t i = 0; i < kSteps; ++i) {
+            const bool bStruckBefore = m_disk.hasStruck();
+            eErrorT result = take(script[i]);
+            if (!bStruckBefore && m_disk.hasStruck()) result = recover(i, result, sWhen);
+            ASSERT_EQ(result, kNoError) << sWhen << ", step " << i;
+        }
+        stop();
+        expectStep(afterKill(), kSteps, kSteps, sWhen + ", in the end");
+        expectStep(afterPowerCut(nullptr), kSteps, kSteps, sWhen + ", cut in the end");
+    }
+}
+
+INSTANTIATE_TEST_SUITE_P(, DiskFault, testing::ValuesIn(diskFaultCases), caseName);
+
+}  // namespace
