@@ -46,25 +46,25 @@ bool bindToOneCore() {
 void print(const bench::Figure& figure) {
     char ratio[40] = "";
     char aim[40] = "";
-    const char* met = "";
     if (!figure.ratios.empty()) {
         std::snprintf(ratio, sizeof(ratio), "%5.2f (%.2f to %.2f)", bench::median(figure.ratios),
                       bench::quantile(figure.ratios, 0.25), bench::quantile(figure.ratios, 0.75));
     }
     if (figure.aim) {
-        std::snprintf(aim, sizeof(aim), "%.2f", *figure.aim);
         const double reached = figure.ratios.empty() ? figure.value : bench::median(figure.ratios);
-        met = reached <= *figure.aim ? "  yes" : "  no";
+        const bool bMet = figure.bAimIsLeast ? reached >= *figure.aim : reached <= *figure.aim;
+        std::snprintf(aim, sizeof(aim), "%s %.2f  %s",
+                      figure.bAimIsLeast ? ">=" : "<=", *figure.aim, bMet ? "yes" : "no");
     }
-    std::printf("%-54s %8.2f %-3s  %-28s %5s%s\n", figure.sWhat.c_str(), figure.value, figure.unit,
-                ratio, aim, met);
+    std::printf("%-62s %9.2f %-3s  %-28s %s\n", figure.sWhat.c_str(), figure.value, figure.unit,
+                ratio, aim);
 }
 
 }  // namespace
 
-/// usage: appconfig_bench DIRECTORY, an empty one; see run.
+/// usage: appconfig_bench DIRECTORY DIRECTORY_IN_MEMORY, empty ones; see run.
 int main(int argc, char** argv) {
-    if (argc != 2) {
+    if (argc != 3) {
         return 2;
     }
     try {
@@ -72,11 +72,15 @@ int main(int argc, char** argv) {
             std::fputs("not bound to one core: round trips include the waking of another\n",
                        stderr);
         }
-        std::vector<bench::Figure> figures = bench::measureRoundTrips(argv[1]);
-        const std::vector<bench::Figure> inProcess = bench::measureInProcess(argv[1]);
-        figures.insert(figures.end(), inProcess.begin(), inProcess.end());
-        std::printf("%-54s %12s  %-28s %5s  %s\n", "what", "this run",
-                    "ratio to the floor (quartiles)", "aim", "met?");
+        const bench::HomesT homes{.sDisk = argv[1], .sMemory = argv[2]};
+        std::vector<bench::Figure> figures;
+        for (const auto measure : {bench::measureRoundTrips, bench::measureDurable,
+                                   bench::measureGrowth, bench::measureInProcess}) {
+            const std::vector<bench::Figure> measured = measure(homes);
+            figures.insert(figures.end(), measured.begin(), measured.end());
+        }
+        std::printf("%-62s %13s  %-28s %s\n", "what", "this run", "ratio to the floor (quartiles)",
+                    "aim  met?");
         std::for_each(figures.begin(), figures.end(), print);
     } catch (const std::exception& failure) {
         std::fprintf(stderr, "appconfig_bench: %s\n", failure.what());
