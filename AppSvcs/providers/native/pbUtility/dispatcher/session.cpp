@@ -50,7 +50,6 @@ void Session::resume() {
 
 void Session::finish() {
     m_bFinishing = true;
-    m_frameBegan.reset();
     if (!m_bServing && !m_bWriting && m_nHeld == 0) {
         close();
     }
