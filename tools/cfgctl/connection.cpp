@@ -119,6 +119,8 @@ void Connection::send(const std::string& frame) {
             ::send(m_fd, frame.data() + nSent, frame.size() - nSent, MSG_NOSIGNAL);
         if (nResult >= 0) {
             nSent += static_cast<std::size_t>(nResult);
+        } else if (errno == EPIPE) {
+            return;  // turned away: why may have been sent already
         } else if (errno != EINTR) {
             lost(errno == EAGAIN ? "the service reads nothing" : std::strerror(errno));
         }
