@@ -1,7 +1,6 @@
 #include "daemon.h"
 
 #include <fcntl.h>
-#include <sched.h>
 #include <signal.h>
 #include <spawn.h>
 #include <sys/wait.h>
@@ -44,15 +43,6 @@ void useHome(const std::string& sHome) {
     setenv("RUNTIME_DIRECTORY", (sHome + "/run").c_str(), 1);
     setenv("STATE_DIRECTORY", (sHome + "/state").c_str(), 1);
     setenv("CONFIGURATION_DIRECTORY", (sHome + "/config").c_str(), 1);
-}
-
-Process::Process(pid_t pid) : m_pid(pid) {
-    sched_param priority{};
-    sched_getparam(0, &priority);
-    if (priority.sched_priority > 1) {
-        --priority.sched_priority;
-        sched_setparam(pid, &priority);
-    }
 }
 
 Process::~Process() {

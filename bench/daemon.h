@@ -14,11 +14,10 @@ namespace bench {
 /// in `sHome`: run, state and config.
 void useHome(const std::string& sHome);
 
-/// A server, killed with the object. Where this process has a real-time priority its own is lower:
-/// an answer then wakes the client at once, as it does under the ordinary scheduler.
+/// Killed with the object.
 class Process {
 public:
-    explicit Process(pid_t pid);
+    explicit Process(pid_t pid) : m_pid(pid) {}
     ~Process();
 
     Process(const Process&) = delete;

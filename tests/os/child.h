@@ -6,6 +6,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <cstdio>
 #include <functional>
 #include <sstream>
 
@@ -30,6 +31,7 @@ inline OutcomeT inChild(const std::function<std::vector<int>()>& calls,
     const std::string device = home.path("device"), index = home.path("index");
     if (deviceExists) (void)home.file("device");
     if (indexText != nullptr) (void)home.file("index", indexText);
+    (void)fflush(nullptr);  // what the test framework has not printed yet is not the child's
     const pid_t child = fork();
     if (child == 0) {
         gLogDevicePath = device.c_str();
