@@ -39,7 +39,7 @@ void Database::prepare() {
     m_begin = {db, "BEGIN IMMEDIATE"};
     m_commit = {db, "COMMIT"};
     m_rollBack = {db, "ROLLBACK"};
-    m_emptyWal = {db, "PRAGMA wal_checkpoint(TRUNCATE)"};
+    m_overwrite = {db, ("PRAGMA user_version = " + std::to_string(DatabaseFile::kVersion)).c_str()};
     m_putSetting = {db, "INSERT OR REPLACE INTO setting VALUES (?, ?, ?, ?)"};
     m_putChange = {db, "INSERT INTO change VALUES (?, ?, ?, ?, ?, ?)"};
     m_putDetail = {db, "INSERT INTO detail VALUES (?, ?, ?, ?, ?, ?, ?, ?, ?)"};
@@ -93,8 +93,9 @@ eErrorT Database::commit(std::span<const Committed> changes) {
     if (nCode != SQLITE_OK) {
         const eErrorT result = failed("write", kWriteError);
         (void)m_rollBack.run();  // some failures have rolled it back already
-        // after a failed sync all of it may stand in the "-wal", and would hold after a restart
-        (void)m_emptyWal.run();
+        // after a failed sync all of it may stand in the "-wal", and would hold after a restart: a
+        // synced commit of the same page writes over it
+        (void)m_overwrite.run();
         return result;
     }
     m_nNewest = nNewest;

@@ -64,7 +64,7 @@ private:
     [[nodiscard]] eErrorT failed(const char* what, eErrorT code) const;
 
     DatabaseFile m_file;
-    sqlite::Statement m_begin, m_commit, m_rollBack, m_emptyWal;
+    sqlite::Statement m_begin, m_commit, m_rollBack, m_overwrite;
     sqlite::Statement m_putSetting, m_putChange, m_putDetail, m_dropChanges, m_dropDetails;
     sqlite::Statement m_getSetting, m_getUp, m_getDown, m_getDetails;
     std::uint64_t m_nNewest = 0;

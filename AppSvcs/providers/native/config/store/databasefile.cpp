@@ -20,9 +20,8 @@ constexpr mode_t kFileMode = 0600;
 /// Files that belong to a database, by what stands behind its name.
 constexpr const char* kCompanions[] = {"", "-wal", "-journal"};
 
-/// Tells the store's databases from others: "ACfg", and the version of what they hold.
+/// Tells the store's databases from others: "ACfg".
 constexpr int kApplicationId = 0x41436667;
-constexpr int kVersion = 1;
 
 // docs/database.md explains the columns
 constexpr const char* kCreate =

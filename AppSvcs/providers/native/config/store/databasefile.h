@@ -19,6 +19,8 @@ namespace AppConfig {
 /// file's name.
 class DatabaseFile {
 public:
+    static constexpr int kVersion = 1;  ///< of what the tables hold
+
     /// One in memory, gone with the object.
     DatabaseFile();
     /// @param sDirectory  made if need be; empty: there is none
