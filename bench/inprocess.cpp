@@ -44,7 +44,7 @@ void switchRecentCalls(State& state) {
                 {.address = {"uicontrol.apps.recentcalls", 0, "enabled", 0}, .sValue = value}};
             const AppConfig::Verdict verdict = store.change(
                 requester, proposals, AppConfig::Mode::kCommit, [](const AppConfig::Verdict&) {});
-            if (verdict.change.effect_size() < 2 ||
+            if (verdict.change->effect_size() < 2 ||
                 store.commit([](const pbcommon::Change&) {}) != kNoError) {
                 state.SkipWithError("no cascade");
                 return;

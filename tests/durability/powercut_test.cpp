@@ -38,6 +38,8 @@ const StepT script[] = {
     {{}, 0},
     {{{kSnmp + "privacypassword=swordfish"}, {kRecent + "false"}}, 2},
     {{{kRecent + "true"}}, 1},
+    {{{kRecent + "false"}}, 1},
+    {{{kRecent + "true"}}, 1},
 };
 // clang-format on
 constexpr std::size_t kSteps = std::size(script);

@@ -152,7 +152,7 @@ Verdict ConfigStore::change(const PbUtility::Requester& requester,
         loginfo("cfgCommon", "rehearsal begins for %s: nothing of it stays\n",
                 describe(requester).c_str());
     }
-    if (m_waiting.empty()) {
+    if (m_nWaiting == 0) {
         settle();
     }
     const std::size_t mark = m_state.mark();
@@ -162,10 +162,12 @@ Verdict ConfigStore::change(const PbUtility::Requester& requester,
         logRefusal(requester, proposals[verdict.nFailed].address, verdict);
     } else {
         const std::vector<Effect> effects = m_state.effects(mark);
-        verdict.change = recordOf(requester, assignmentsOf(proposals), effects);
+        Committed& record = nextWaiting();
+        fillRecord(record.change, requester, assignmentsOf(proposals), effects);
+        verdict.change = &record.change;
         bStays = mode == Mode::kCommit && !effects.empty();
         if (bStays) {
-            enqueue(verdict.change, effects);
+            enqueue(record, effects);
         }
         whileApplied(verdict);
     }
@@ -187,19 +189,25 @@ std::vector<Assignment> ConfigStore::assignmentsOf(std::span<const Proposal> pro
     return assignments;
 }
 
+Committed& ConfigStore::nextWaiting() {
+    if (m_nWaiting == m_waiting.size()) {
+        m_waiting.emplace_back();
+    }
+    return m_waiting[m_nWaiting];
+}
+
 /// Gives a change its revision and lets it wait for commit().
-void ConfigStore::enqueue(pbcommon::Change& change, std::span<const Effect> effects) {
-    change.set_revision(m_database->newest() + m_waiting.size() + 1);
-    Committed& waiting = m_waiting.emplace_back();
-    waiting.change = change;
+void ConfigStore::enqueue(Committed& next, std::span<const Effect> effects) {
+    next.change.set_revision(m_database->newest() + ++m_nWaiting);
+    next.settings.clear();
     for (const Effect& effect : effects) {
-        waiting.settings.push_back(
+        next.settings.push_back(
             settingOf(*effect.cell, static_cast<pbcommon::Aspect>(effect.before.index())));
     }
 }
 
 eErrorT ConfigStore::commit(const std::function<void(const pbcommon::Change&)>& committed) {
-    const std::vector<Committed> changes = std::exchange(m_waiting, {});
+    const std::span<const Committed> changes(m_waiting.data(), std::exchange(m_nWaiting, 0));
     const eErrorT result = m_database->commit(changes);
     if (result != kNoError) {
         takeBack(0);
@@ -238,13 +246,15 @@ void ConfigStore::settle() {
     }
     const std::vector<Effect> effects = m_state.effects(0);
     if (!effects.empty()) {
-        pbcommon::Change change = recordOf(
+        Committed& record = nextWaiting();
+        fillRecord(
+            record.change,
             {.role = m_serviceRole, .uid = geteuid(), .pid = getpid(), .sClient = "start-up"}, {},
             effects);
-        enqueue(change, effects);
+        enqueue(record, effects);
         // after a failure the rules hold all the same: the next start brings the state into line
         // again
-        (void)m_database->commit(std::exchange(m_waiting, {}));
+        (void)m_database->commit({m_waiting.data(), std::exchange(m_nWaiting, 0)});
     }
     m_state.commit();
 }

@@ -44,9 +44,10 @@ struct Verdict {
     eErrorT code = kNoError;
     std::list<std::string> tags{};
     bool bRebootNeeded = false;
-    std::size_t nFailed = 0;    ///< the proposal that was refused, when one was
-    pbcommon::Change change{};  ///< of an accepted change: with effects when anything is different,
-                                ///< and with a revision when it then waits for commit()
+    std::size_t nFailed = 0;  ///< the proposal that was refused, when one was
+    /// Of an accepted change: with effects when anything is different, and with a revision when it
+    /// then waits for commit(). The store's, until the next change or commit().
+    const pbcommon::Change* change = nullptr;
 };
 
 enum class Mode {
@@ -150,7 +151,8 @@ private:
     void restoreState();
     void takeBack(std::size_t mark);
     [[nodiscard]] std::vector<Assignment> assignmentsOf(std::span<const Proposal> proposals);
-    void enqueue(pbcommon::Change& change, std::span<const Effect> effects);
+    Committed& nextWaiting();
+    void enqueue(Committed& next, std::span<const Effect> effects);
     [[nodiscard]] Cell* findVisible(const AddressView& address, SecurityRole role);
     [[nodiscard]] Verdict apply(const PbUtility::Requester& requester, const Proposal& proposal);
     [[nodiscard]] Verdict carryOut(Cell& cell, Notification notification);
@@ -160,7 +162,8 @@ private:
     const Schema m_schema;
     State m_state;
     std::unique_ptr<Database> m_database;
-    std::vector<Committed> m_waiting;  ///< for commit()
+    std::size_t m_nWaiting = 0;        ///< for commit(), of m_waiting
+    std::vector<Committed> m_waiting;  ///< longer than that: what it has is used again
     std::vector<Handlers> m_handlers;  ///< by row of the schema
     std::deque<Notification> m_queue;
     SecurityRole m_serviceRole = kUser;

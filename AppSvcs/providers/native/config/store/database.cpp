@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <optional>
 
+#include "details.h"
 #include "logmsg.h"
 #include "names.h"
 
@@ -12,8 +13,6 @@ namespace {
 
 /// So many changes over its length does the history grow before they are dropped together.
 constexpr std::uint64_t kPruneBatch = 100;
-
-constexpr const char* kAssigned = "assigned";  ///< a detail that is an assignment of the request
 
 pbcommon::Role roleOf(const std::string& sName) {
     return static_cast<pbcommon::Role>(pbcommon::roleNamed(sName).value_or(pbcommon::kStartup));
@@ -41,10 +40,8 @@ void Database::prepare() {
     m_rollBack = {db, "ROLLBACK"};
     m_overwrite = {db, ("PRAGMA user_version = " + std::to_string(DatabaseFile::kVersion)).c_str()};
     m_putSetting = {db, "INSERT OR REPLACE INTO setting VALUES (?, ?, ?, ?)"};
-    m_putChange = {db, "INSERT INTO change VALUES (?, ?, ?, ?, ?, ?)"};
-    m_putDetail = {db, "INSERT INTO detail VALUES (?, ?, ?, ?, ?, ?, ?, ?, ?)"};
+    m_putChange = {db, "INSERT INTO change VALUES (?, ?, ?, ?, ?, ?, ?)"};
     m_dropChanges = {db, "DELETE FROM change WHERE revision < ?"};
-    m_dropDetails = {db, "DELETE FROM detail WHERE revision < ?"};
     m_getSetting = {db, "SELECT content, revision FROM setting WHERE variable = ? AND aspect = ?"};
     m_getUp = {db, "SELECT * FROM change WHERE revision BETWEEN ? AND ? ORDER BY revision"};
     m_getDown = {db, "SELECT * FROM change WHERE revision BETWEEN ? AND ? ORDER BY revision DESC"};
@@ -105,10 +102,11 @@ eErrorT Database::commit(std::span<const Committed> changes) {
 int Database::write(const Committed& committed) {
     const pbcommon::Change& change = committed.change;
     const auto nRevision = static_cast<std::int64_t>(change.revision());
-    int nCode = m_putChange
-                    .with(nRevision, static_cast<std::int64_t>(change.time_us()), change.client(),
-                          change.uid(), change.pid(), pbcommon::roleName(change.role()))
-                    .run();
+    int nCode =
+        m_putChange
+            .with(nRevision, static_cast<std::int64_t>(change.time_us()), change.client(),
+                  change.uid(), change.pid(), pbcommon::roleName(change.role()), detailsOf(change))
+            .run();
     for (const Setting& setting : committed.settings) {
         if (nCode != SQLITE_OK) {
             return nCode;
@@ -119,32 +117,6 @@ int Database::write(const Committed& committed) {
                 ? m_putSetting.with(setting.sVariable, aspect, *setting.content, nRevision).run()
                 : m_putSetting.with(setting.sVariable, aspect, nullptr, nRevision).run();
     }
-    return nCode == SQLITE_OK ? writeDetails(change) : nCode;
-}
-
-int Database::writeDetails(const pbcommon::Change& change) {
-    const auto nRevision = static_cast<std::int64_t>(change.revision());
-    int nCode = SQLITE_OK;
-    int nPlace = 0;
-    for (const pbcommon::Variable& assigned : change.assignment()) {
-        if (nCode == SQLITE_OK) {
-            nCode = m_putDetail
-                        .with(nRevision, nPlace++, assigned.name(), kAssigned, "", assigned.value(),
-                              "", "", pbcommon::roleName(assigned.read()))
-                        .run();
-        }
-    }
-    for (const pbcommon::Effect& effect : change.effect()) {
-        if (nCode == SQLITE_OK) {
-            const std::string sBefore = joinTexts(effect.before());
-            const std::string sAfter = joinTexts(effect.after());
-            nCode = m_putDetail
-                        .with(nRevision, nPlace++, effect.variable(), aspectName(effect.aspect()),
-                              sBefore, sAfter, effect.cause(), effect.trigger(),
-                              pbcommon::roleName(effect.reader()))
-                        .run();
-        }
-    }
     return nCode;
 }
 
@@ -153,9 +125,8 @@ int Database::prune(std::uint64_t nNewest) {
         return SQLITE_OK;
     }
     const std::uint64_t nFirst = nNewest - kHistoryLength + 1;
-    int nCode = m_dropChanges.with(static_cast<std::int64_t>(nFirst)).run();
+    const int nCode = m_dropChanges.with(static_cast<std::int64_t>(nFirst)).run();
     if (nCode == SQLITE_OK) {
-        nCode = m_dropDetails.with(static_cast<std::int64_t>(nFirst)).run();
         m_nOldest = nFirst;  // too late at worst: what a failure has kept is dropped with the next
     }
     return nCode;

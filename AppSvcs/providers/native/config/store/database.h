@@ -58,14 +58,13 @@ public:
 private:
     void prepare();
     [[nodiscard]] int write(const Committed& committed);
-    [[nodiscard]] int writeDetails(const pbcommon::Change& change);
     [[nodiscard]] int prune(std::uint64_t nNewest);
     [[nodiscard]] int readDetails(pbcommon::Change& change);
     [[nodiscard]] eErrorT failed(const char* what, eErrorT code) const;
 
     DatabaseFile m_file;
     sqlite::Statement m_begin, m_commit, m_rollBack, m_overwrite;
-    sqlite::Statement m_putSetting, m_putChange, m_putDetail, m_dropChanges, m_dropDetails;
+    sqlite::Statement m_putSetting, m_putChange, m_dropChanges;
     sqlite::Statement m_getSetting, m_getUp, m_getDown, m_getDetails;
     std::uint64_t m_nNewest = 0;
     std::uint64_t m_nOldest = 1;  ///< in the file, which may reach back further than is shown

@@ -39,20 +39,20 @@ constexpr const char* kCreate =
     "  client   TEXT NOT NULL,"
     "  uid      INTEGER NOT NULL,"
     "  pid      INTEGER NOT NULL,"
-    "  role     TEXT NOT NULL"
+    "  role     TEXT NOT NULL,"
+    "  details  TEXT NOT NULL"
     ") STRICT;"
-    "CREATE TABLE detail ("
-    "  revision INTEGER NOT NULL,"
-    "  place    INTEGER NOT NULL,"
-    "  variable TEXT NOT NULL,"
-    "  aspect   TEXT NOT NULL,"  // assigned, value, options, access
-    "  before   TEXT NOT NULL,"
-    "  after    TEXT NOT NULL,"
-    "  cause    TEXT NOT NULL,"
-    "  trigger  TEXT NOT NULL,"
-    "  reader   TEXT NOT NULL,"
-    "  PRIMARY KEY (revision, place)"
-    ") STRICT, WITHOUT ROWID;";
+    "CREATE VIEW detail AS SELECT"
+    "  revision,"
+    "  detail.key              AS place,"
+    "  detail.value ->> '$[0]' AS variable,"
+    "  detail.value ->> '$[1]' AS aspect,"  // assigned, value, options, access
+    "  detail.value ->> '$[2]' AS before,"
+    "  detail.value ->> '$[3]' AS after,"
+    "  detail.value ->> '$[4]' AS cause,"
+    "  detail.value ->> '$[5]' AS trigger,"
+    "  detail.value ->> '$[6]' AS reader "
+    "FROM change, json_each(change.details) AS detail;";
 
 /// Makes what has been created in a directory survive a power cut. SQLite does so for its own
 /// files.
@@ -224,8 +224,11 @@ void DatabaseFile::openForReading() {
 }
 
 int DatabaseFile::connect(const std::string& sName, int nFlags, const char* vfs) {
+    // nobody reads SQLite's statistics, and one thread uses the connection: no locks for either
+    (void)sqlite3_config(SQLITE_CONFIG_MEMSTATUS, 0);
     sqlite3* connection = nullptr;
-    const int nCode = sqlite3_open_v2(sName.c_str(), &connection, nFlags, vfs);
+    const int nCode =
+        sqlite3_open_v2(sName.c_str(), &connection, nFlags | SQLITE_OPEN_NOMUTEX, vfs);
     m_connection.reset(connection);
     // exclusive before all else: SQLite then keeps the index of the "-wal" in memory of its own
     return nCode != SQLITE_OK ? nCode

@@ -42,10 +42,9 @@ void fill(pbcommon::Effect& message, const Effect& effect) {
 
 }  // namespace
 
-pbcommon::Change recordOf(const PbUtility::Requester& requester,
-                          std::span<const Assignment> assignments,
-                          std::span<const Effect> effects) {
-    pbcommon::Change record;
+void fillRecord(pbcommon::Change& record, const PbUtility::Requester& requester,
+                std::span<const Assignment> assignments, std::span<const Effect> effects) {
+    record.Clear();
     record.set_time_us(nowMicroseconds());
     record.set_client(requester.sClient);
     record.set_uid(requester.uid);
@@ -60,7 +59,6 @@ pbcommon::Change recordOf(const PbUtility::Requester& requester,
     for (const Effect& effect : effects) {
         fill(*record.add_effect(), effect);
     }
-    return record;
 }
 
 }  // namespace AppConfig

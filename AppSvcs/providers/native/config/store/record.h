@@ -18,11 +18,11 @@ struct Assignment {
     std::string sValue;
 };
 
-/// What there is to tell of a change, complete, secrets masked, its revision left out: who made it,
-/// what was assigned, and all that is different, each row with the lowest role that may be told.
-[[nodiscard]] pbcommon::Change recordOf(const PbUtility::Requester& requester,
-                                        std::span<const Assignment> assignments,
-                                        std::span<const Effect> effects);
+/// Writes what there is to tell of a change, complete, secrets masked, its revision left out: who
+/// made it, what was assigned, and all that is different, each row with the lowest role that may be
+/// told.
+void fillRecord(pbcommon::Change& record, const PbUtility::Requester& requester,
+                std::span<const Assignment> assignments, std::span<const Effect> effects);
 
 }  // namespace AppConfig
 

@@ -219,7 +219,7 @@ PbUtility::Answer ConfigRequests::set(const PbUtility::Requester& requester,
                 showProposed(*m_store.find(proposal.address), proposal, reply);
             }
             Audience(m_store, requester.role, Audience::Hears::kNews)
-                .tell(accepted.change, *reply.mutable_effect());
+                .tell(*accepted.change, *reply.mutable_effect());
         });
     reply.set_code(static_cast<pbcommon::ErrorCode>(verdict.code));
     reply.mutable_tag()->Assign(verdict.tags.begin(), verdict.tags.end());
@@ -228,10 +228,11 @@ PbUtility::Answer ConfigRequests::set(const PbUtility::Requester& requester,
         reply.set_failed(static_cast<std::uint32_t>(verdict.nFailed));
         showRefused(requester, proposals[verdict.nFailed], reply);
     }
-    if (verdict.change.revision() == 0) {
+    const std::uint64_t nRevision = verdict.change == nullptr ? 0 : verdict.change->revision();
+    if (nRevision == 0) {
         return PbUtility::Answer::kFinal;
     }
-    reply.set_revision(verdict.change.revision());
+    reply.set_revision(nRevision);
     return PbUtility::Answer::kUncommitted;
 }
 

@@ -1,0 +1,71 @@
+#include "details.h"
+
+#include <algorithm>
+#include <array>
+#include <cstdio>
+#include <string_view>
+
+#include "names.h"
+#include "settings.h"
+
+namespace AppConfig {
+
+namespace {
+
+using FieldsT = std::array<std::string_view, 7>;
+
+bool isEscaped(char c) { return c == '"' || c == '\\' || static_cast<unsigned char>(c) < ' '; }
+
+void appendEscape(std::string& sJson, char c) {
+    if (c == '\n') {
+        sJson += "\\n";  // often, between options
+        return;
+    }
+    char code[8];
+    std::snprintf(code, sizeof(code), "\\u%04x", static_cast<unsigned>(c));
+    sJson += code;
+}
+
+/// Texts are UTF-8, as everything in the store.
+void appendText(std::string& sJson, std::string_view text) {
+    sJson += '"';
+    for (auto rest = text.begin(); rest != text.end();) {
+        const auto* const escaped = std::find_if(rest, text.end(), isEscaped);
+        sJson.append(rest, escaped);
+        rest = escaped;
+        if (rest != text.end()) {
+            appendEscape(sJson, *rest++);
+        }
+    }
+    sJson += '"';
+}
+
+void append(std::string& sJson, const FieldsT& fields) {
+    sJson += sJson.empty() ? "[[" : ",[";
+    for (const std::string_view& field : fields) {
+        if (&field != fields.data()) {
+            sJson += ',';
+        }
+        appendText(sJson, field);
+    }
+    sJson += ']';
+}
+
+}  // namespace
+
+std::string detailsOf(const pbcommon::Change& change) {
+    std::string sJson;
+    for (const pbcommon::Variable& assigned : change.assignment()) {
+        append(sJson, {assigned.name(), kAssigned, "", assigned.value(), "", "",
+                       pbcommon::roleName(assigned.read())});
+    }
+    for (const pbcommon::Effect& effect : change.effect()) {
+        append(sJson, {effect.variable(), aspectName(effect.aspect()), joinTexts(effect.before()),
+                       joinTexts(effect.after()), effect.cause(), effect.trigger(),
+                       pbcommon::roleName(effect.reader())});
+    }
+    sJson += sJson.empty() ? "[]" : "]";
+    return sJson;
+}
+
+}  // namespace AppConfig
