@@ -14,10 +14,6 @@ namespace {
 /// So many changes over its length does the history grow before they are dropped together.
 constexpr std::uint64_t kPruneBatch = 100;
 
-pbcommon::Role roleOf(const std::string& sName) {
-    return static_cast<pbcommon::Role>(pbcommon::roleNamed(sName).value_or(pbcommon::kStartup));
-}
-
 std::optional<std::string> contentIn(const sqlite::Statement& row, int nColumn) {
     return row.isNull(nColumn) ? std::nullopt : std::optional(row.text(nColumn));
 }
@@ -45,7 +41,10 @@ void Database::prepare() {
     m_getSetting = {db, "SELECT content, revision FROM setting WHERE variable = ? AND aspect = ?"};
     m_getUp = {db, "SELECT * FROM change WHERE revision BETWEEN ? AND ? ORDER BY revision"};
     m_getDown = {db, "SELECT * FROM change WHERE revision BETWEEN ? AND ? ORDER BY revision DESC"};
-    m_getDetails = {db, "SELECT * FROM detail WHERE revision = ? ORDER BY place"};
+    // as the view `detail`, whose texts are parsed once only
+    m_getFields = {db,
+                   "SELECT field.value FROM change, json_tree(details) AS field "
+                   "WHERE revision = ? AND field.type = 'text' ORDER BY field.id"};
     sqlite::Statement ends(db, "SELECT max(revision), min(revision) FROM change");
     if (ends.next() && !ends.isNull(0)) {
         m_nNewest = static_cast<std::uint64_t>(ends.integer(0));
@@ -151,7 +150,7 @@ eErrorT Database::readHistory(std::uint64_t nFrom, std::uint64_t nTo, Order orde
         change.set_client(rows.text(2));
         change.set_uid(static_cast<std::uint32_t>(rows.integer(3)));
         change.set_pid(static_cast<std::int32_t>(rows.integer(4)));
-        change.set_role(roleOf(rows.text(5)));
+        change.set_role(roleKept(rows.text(5)));
         if (readDetails(change) != SQLITE_OK) {
             return failed("read", kServerError);
         }
@@ -163,26 +162,17 @@ eErrorT Database::readHistory(std::uint64_t nFrom, std::uint64_t nTo, Order orde
 }
 
 int Database::readDetails(pbcommon::Change& change) {
-    m_getDetails.with(static_cast<std::int64_t>(change.revision()));
-    while (m_getDetails.next()) {
-        const auto aspect = aspectNamed(m_getDetails.text(3));
-        if (!aspect) {
-            pbcommon::Variable& assigned = *change.add_assignment();
-            assigned.set_name(m_getDetails.text(2));
-            assigned.set_value(m_getDetails.text(5));
-            assigned.set_read(roleOf(m_getDetails.text(8)));
-            continue;
+    DetailT detail;
+    std::size_t nField = 0;
+    m_getFields.with(static_cast<std::int64_t>(change.revision()));
+    while (m_getFields.next()) {
+        detail[nField] = m_getFields.text(0);
+        if (++nField == detail.size()) {
+            addDetail(change, detail);
+            nField = 0;
         }
-        pbcommon::Effect& effect = *change.add_effect();
-        effect.set_variable(m_getDetails.text(2));
-        effect.set_aspect(*aspect);
-        splitTexts(m_getDetails.text(4), *aspect, *effect.mutable_before());
-        splitTexts(m_getDetails.text(5), *aspect, *effect.mutable_after());
-        effect.set_cause(m_getDetails.text(6));
-        effect.set_trigger(m_getDetails.text(7));
-        effect.set_reader(roleOf(m_getDetails.text(8)));
     }
-    return m_getDetails.code();
+    return m_getFields.code();
 }
 
 eErrorT Database::failed(const char* what, eErrorT code) const {

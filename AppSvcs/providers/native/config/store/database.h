@@ -65,7 +65,7 @@ private:
     DatabaseFile m_file;
     sqlite::Statement m_begin, m_commit, m_rollBack, m_overwrite;
     sqlite::Statement m_putSetting, m_putChange, m_dropChanges;
-    sqlite::Statement m_getSetting, m_getUp, m_getDown, m_getDetails;
+    sqlite::Statement m_getSetting, m_getUp, m_getDown, m_getFields;
     std::uint64_t m_nNewest = 0;
     std::uint64_t m_nOldest = 1;  ///< in the file, which may reach back further than is shown
 };

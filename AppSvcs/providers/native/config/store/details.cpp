@@ -1,9 +1,9 @@
 #include "details.h"
 
 #include <algorithm>
-#include <array>
 #include <cstdio>
 #include <string_view>
+#include <tuple>
 
 #include "names.h"
 #include "settings.h"
@@ -12,7 +12,11 @@ namespace AppConfig {
 
 namespace {
 
-using FieldsT = std::array<std::string_view, 7>;
+constexpr const char* kAssigned = "assigned";  ///< in the place of an aspect: no effect
+
+/// In the order of the view's columns.
+enum FieldT { kVariable, kAspect, kBefore, kAfter, kCause, kTrigger, kReader };
+using FieldsT = std::array<std::string_view, std::tuple_size_v<DetailT>>;
 
 bool isEscaped(char c) { return c == '"' || c == '\\' || static_cast<unsigned char>(c) < ' '; }
 
@@ -66,6 +70,29 @@ std::string detailsOf(const pbcommon::Change& change) {
     }
     sJson += sJson.empty() ? "[]" : "]";
     return sJson;
+}
+
+void addDetail(pbcommon::Change& change, const DetailT& detail) {
+    const auto aspect = aspectNamed(detail[kAspect]);
+    if (!aspect) {
+        pbcommon::Variable& assigned = *change.add_assignment();
+        assigned.set_name(detail[kVariable]);
+        assigned.set_value(detail[kAfter]);
+        assigned.set_read(roleKept(detail[kReader]));
+        return;
+    }
+    pbcommon::Effect& effect = *change.add_effect();
+    effect.set_variable(detail[kVariable]);
+    effect.set_aspect(*aspect);
+    splitTexts(detail[kBefore], *aspect, *effect.mutable_before());
+    splitTexts(detail[kAfter], *aspect, *effect.mutable_after());
+    effect.set_cause(detail[kCause]);
+    effect.set_trigger(detail[kTrigger]);
+    effect.set_reader(roleKept(detail[kReader]));
+}
+
+pbcommon::Role roleKept(const std::string& sName) {
+    return static_cast<pbcommon::Role>(pbcommon::roleNamed(sName).value_or(pbcommon::kStartup));
 }
 
 }  // namespace AppConfig
