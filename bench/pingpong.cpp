@@ -56,9 +56,9 @@ private:
     void tellWatchers() {
         for (const int fd : m_watchers) {
             m_reply.Clear();
-            pbcommon::Variable& variable = *m_reply.mutable_change()->add_assignment();
-            variable.set_name(m_sKey);
-            variable.set_value(m_values[m_sKey]);
+            pbcommon::Assigned& assigned = *m_reply.mutable_change()->add_assignment();
+            assigned.set_name(m_sKey);
+            assigned.set_value(m_values[m_sKey]);
             send(fd);
         }
     }

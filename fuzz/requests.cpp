@@ -71,8 +71,8 @@ void checkMasked(const std::string& sVariable, const std::string& sText) {
 }
 
 void checkMasked(const pbcommon::Change& change) {
-    for (const pbcommon::Variable& assignment : change.assignment()) {
-        checkMasked(assignment.name(), assignment.value());
+    for (const pbcommon::Assigned& assigned : change.assignment()) {
+        checkMasked(assigned.name(), assigned.value());
     }
     for (const pbcommon::Effect& effect : change.effect()) {
         if (effect.aspect() == pbcommon::VALUE) {
@@ -83,8 +83,10 @@ void checkMasked(const pbcommon::Change& change) {
 }
 
 void checkMasked(const Reply& reply) {
+    for (const pbcommon::Variable& variable : reply.variable()) {
+        checkMasked(variable.name(), variable.value());
+    }
     pbcommon::Change told = reply.change();
-    told.mutable_assignment()->MergeFrom(reply.variable());
     told.mutable_effect()->MergeFrom(reply.effect());
     checkMasked(told);
     for (const pbcommon::Change& change : reply.history()) {

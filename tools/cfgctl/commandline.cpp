@@ -1,11 +1,9 @@
 #include "commandline.h"
 
 #include <CLI/CLI.hpp>
-#include <algorithm>
 #include <charconv>
 #include <cstddef>
 #include <cstdint>
-#include <iterator>
 #include <sstream>
 #include <vector>
 
@@ -97,12 +95,9 @@ std::vector<std::string> roleNames() {
 }
 
 std::optional<pbcommon::Role> roleNamed(const std::string& sName) {
-    const std::vector<std::string> names = roleNames();
-    const auto found = std::ranges::find(names, sName);
-    if (found == names.end()) {
-        return std::nullopt;
-    }
-    return static_cast<pbcommon::Role>(std::distance(names.begin(), found));
+    const auto role = pbcommon::roleNamed(sName);
+    return role && *role <= pbcommon::kSystem ? std::optional(static_cast<pbcommon::Role>(*role))
+                                              : std::nullopt;
 }
 
 CommandLine parseCommandLine(int argc, const char* const* argv) {

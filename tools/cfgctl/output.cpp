@@ -277,8 +277,8 @@ std::string changeText(const pbcommon::Change& change, const StreamT& stream) {
     const bool bOneLine = fits(displayWidth(sHead) + kColumnGap + displayWidth(sRequester), stream);
     std::string text =
         painted(sHead, Colour::kBold, stream) + (bOneLine ? "  " : "\n  ") + sRequester + "\n";
-    for (const pbcommon::Variable& variable : change.assignment()) {
-        text += "  set " + shown(variable.name()) + "=" + shown(variable.value()) + "\n";
+    for (const pbcommon::Assigned& assigned : change.assignment()) {
+        text += "  set " + shown(assigned.name()) + "=" + shown(assigned.value()) + "\n";
     }
     return text + effectLines(change.effect(), stream);
 }

@@ -51,7 +51,7 @@ OriginT originOf(const pbcommon::Change& change, const std::string& sVariable,
                         contentText(pbcommon::VALUE, effect->after())};
     }
     OriginT origin{.text = "of " + shown(sVariable)};
-    for (const pbcommon::Variable& assigned : change.assignment()) {
+    for (const pbcommon::Assigned& assigned : change.assignment()) {
         if (assigned.name() == sVariable) {
             origin.bSet = true;
             origin.text = shown(sVariable) + " was set to " + shownValue(assigned.value());

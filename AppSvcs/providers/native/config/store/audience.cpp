@@ -25,9 +25,9 @@ bool Audience::tell(const pbcommon::Change& change, std::string_view sPattern,
     told.set_pid(change.pid());
     told.set_role(change.role());
     bool bMatches = false;
-    for (const pbcommon::Variable& from : change.assignment()) {
-        if (mayHear(from.name(), from.read())) {
-            pbcommon::Variable& assigned = *told.add_assignment();
+    for (const pbcommon::Assigned& from : change.assignment()) {
+        if (mayHear(from.name(), from.reader())) {
+            pbcommon::Assigned& assigned = *told.add_assignment();
             assigned.set_name(from.name());
             assigned.set_value(from.value());
             bMatches |= pbcommon::matchesPattern(sPattern, from.name());

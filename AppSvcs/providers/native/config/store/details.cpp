@@ -59,9 +59,9 @@ void append(std::string& sJson, const FieldsT& fields) {
 
 std::string detailsOf(const pbcommon::Change& change) {
     std::string sJson;
-    for (const pbcommon::Variable& assigned : change.assignment()) {
+    for (const pbcommon::Assigned& assigned : change.assignment()) {
         append(sJson, {assigned.name(), kAssigned, "", assigned.value(), "", "",
-                       pbcommon::roleName(assigned.read())});
+                       pbcommon::roleName(assigned.reader())});
     }
     for (const pbcommon::Effect& effect : change.effect()) {
         append(sJson, {effect.variable(), aspectName(effect.aspect()), joinTexts(effect.before()),
@@ -75,10 +75,10 @@ std::string detailsOf(const pbcommon::Change& change) {
 void addDetail(pbcommon::Change& change, const DetailT& detail) {
     const auto aspect = aspectNamed(detail[kAspect]);
     if (!aspect) {
-        pbcommon::Variable& assigned = *change.add_assignment();
+        pbcommon::Assigned& assigned = *change.add_assignment();
         assigned.set_name(detail[kVariable]);
         assigned.set_value(detail[kAfter]);
-        assigned.set_read(roleKept(detail[kReader]));
+        assigned.set_reader(roleKept(detail[kReader]));
         return;
     }
     pbcommon::Effect& effect = *change.add_effect();

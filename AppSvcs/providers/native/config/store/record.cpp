@@ -51,10 +51,10 @@ void fillRecord(pbcommon::Change& record, const PbUtility::Requester& requester,
     record.set_pid(requester.pid);
     record.set_role(static_cast<pbcommon::Role>(requester.role));
     for (const auto& [cell, sValue] : assignments) {
-        pbcommon::Variable& assigned = *record.add_assignment();
+        pbcommon::Assigned& assigned = *record.add_assignment();
         assigned.set_name(cell->sAddress);
         assigned.set_value(shown(*cell, sValue));
-        assigned.set_read(static_cast<pbcommon::Role>(cell->access.read));
+        assigned.set_reader(static_cast<pbcommon::Role>(cell->access.read));
     }
     for (const Effect& effect : effects) {
         fill(*record.add_effect(), effect);
