@@ -18,6 +18,12 @@ namespace {
 /// A cascade that is longer than this has a fault in its rules: they chase each other.
 constexpr int kMaxNotifications = 1024;
 
+/// A record with more in it is not kept for the next change: a flood would leave its memory behind.
+bool isLong(const Committed& committed) {
+    constexpr int kMaxKept = 32;
+    return committed.change.assignment_size() + committed.change.effect_size() > kMaxKept;
+}
+
 Verdict refusal(eErrorT code, const char* tag) { return {.code = code, .tags = {tag}}; }
 
 bool isOffered(const Cell& cell, std::string_view sValue) {
@@ -217,6 +223,7 @@ eErrorT ConfigStore::commit(const std::function<void(const pbcommon::Change&)>& 
     for (const Committed& change : changes) {
         committed(change.change);
     }
+    std::erase_if(m_waiting, isLong);
     return kNoError;
 }
 
