@@ -18,7 +18,10 @@ constexpr const char* kAssigned = "assigned";  ///< in the place of an aspect: n
 enum FieldT { kVariable, kAspect, kBefore, kAfter, kCause, kTrigger, kReader };
 using FieldsT = std::array<std::string_view, std::tuple_size_v<DetailT>>;
 
-bool isEscaped(char c) { return c == '"' || c == '\\' || static_cast<unsigned char>(c) < ' '; }
+// no function: its name as an argument would be called for every character
+constexpr auto isEscaped = [](char c) {
+    return c == '"' || c == '\\' || static_cast<unsigned char>(c) < ' ';
+};
 
 void appendEscape(std::string& sJson, char c) {
     if (c == '\n') {
