@@ -16,9 +16,8 @@
 /// watchers hear its value. Keeps a trace.
 class EchoHandler : public PbUtility::RequestHandler {
 public:
-    // called on the dispatcher's thread
-    std::function<void(const std::string& sValue)> m_atSet = [](const std::string&) {};
-    std::function<eErrorT()> m_atCommit = [] { return kNoError; };
+    /// Called at a change, with its value, and at a commit, for its result. Dispatcher's thread.
+    std::function<eErrorT(const std::string&)> m_at = [](const std::string&) { return kNoError; };
 
     void dispatchingBegins() override {}
 
@@ -29,7 +28,14 @@ public:
             const eErrorT result = client.watch({requester.role, request.watch().pattern()});
             reply.set_code(static_cast<pbcommon::ErrorCode>(result));
         } else if (request.has_set()) {
-            return set(request.set(), reply);
+            const std::string& sValue = request.set().assignment(0).value();
+            note(sValue.substr(0, 10));
+            reply.add_tag(sValue);
+            (void)m_at(sValue);
+            if (!request.set().dry_run()) {
+                m_changes.push_back(sValue);
+                return PbUtility::Answer::kUncommitted;
+            }
         } else {
             const std::string& sNode = request.get().address().node();
             note(sNode.substr(0, 10));
@@ -40,13 +46,12 @@ public:
 
     eErrorT commit(PbUtility::Publisher& publisher, pbcommon::Reply& failure) override {
         note("commit");
-        const eErrorT result = m_atCommit();
+        const eErrorT result = m_at("commit");
         if (result != kNoError) failure.add_tag("failure");
         for (const std::string& sValue : std::exchange(m_changes, {})) {
-            if (result != kNoError) continue;
             publisher.publish([&](const PbUtility::Watcher& watcher, pbcommon::Reply& message) {
                 message.mutable_change()->set_client(sValue);
-                return watcher.sPattern == "*";
+                return result == kNoError && watcher.sPattern == "*";
             });
         }
         return result;
@@ -59,15 +64,6 @@ public:
     }
 
 private:
-    PbUtility::Answer set(const pbcommon::Set& set, pbcommon::Reply& reply) {
-        const std::string& sValue = set.assignment(0).value();
-        note(sValue.substr(0, 10));
-        reply.add_tag(sValue);
-        m_atSet(sValue);
-        if (set.dry_run()) return PbUtility::Answer::kFinal;
-        m_changes.push_back(sValue);
-        return PbUtility::Answer::kUncommitted;
-    }
     void note(const std::string& sWhat) {
         const std::lock_guard lock(m_mutex);
         m_sTrace += sWhat + " ";
@@ -92,7 +88,6 @@ inline std::string setFrame(const std::string& sValue, bool bDryRun = false) {
 class Dispatcher : public testing::Test {
 protected:
     Dispatcher() { setenv("RUNTIME_DIRECTORY", m_directory.path("run").c_str(), 1); }
-    ~Dispatcher() override { unsetenv("RUNTIME_DIRECTORY"); }
 
     void start(bool bReady = true) {
         ASSERT_EQ(m_pbUtils.start(), kNoError);

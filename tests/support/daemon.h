@@ -18,20 +18,19 @@
 /// One daemon process, of the program DAEMON, and the directories that it works in.
 class Daemon {
 public:
-    explicit Daemon(const TemporaryDirectory& home, std::vector<std::string> arguments = {},
+    explicit Daemon(const TemporaryDirectory& home, std::vector<const char*> arguments = {},
                     const std::string& sRuntime = "run")
         : m_sRuntime(home.path(sRuntime)),
           m_sLog(home.file("log" + std::to_string(++gStarted))),
           m_pid(fork()) {
         if (m_pid != 0) return;
-        std::vector<char*> argv{const_cast<char*>(DAEMON)};
-        for (std::string& sArgument : arguments) argv.push_back(sArgument.data());
-        argv.push_back(nullptr);
+        arguments.insert(arguments.begin(), DAEMON);
+        arguments.push_back(nullptr);
         setenv("RUNTIME_DIRECTORY", m_sRuntime.c_str(), 1);
         setenv("STATE_DIRECTORY", home.path("state").c_str(), 1);
         setenv("CONFIGURATION_DIRECTORY", home.path("config").c_str(), 1);
         setenv("TEST_LOG_DEVICE", m_sLog.c_str(), 1);
-        execv(DAEMON, argv.data());
+        execv(DAEMON, const_cast<char* const*>(arguments.data()));
         _exit(127);
     }
     ~Daemon() { kill(); }

@@ -22,8 +22,7 @@ public:
     [[nodiscard]] std::size_t count(const std::string& sText) const {
         const std::string sContent = content();
         std::size_t nCount = 0;
-        for (std::size_t at = sContent.find(sText); at != std::string::npos;
-             at = sContent.find(sText, at + sText.size())) {
+        for (std::size_t at = 0; (at = sContent.find(sText, at)) != std::string::npos; ++at) {
             ++nCount;
         }
         return nCount;

@@ -28,12 +28,7 @@ public:
     RawClient& operator=(RawClient&&) = delete;  // nor a copy
 
     void send(const std::string& sBytes) const {
-        for (std::size_t nSent = 0; nSent < sBytes.size();) {
-            const ssize_t n =
-                ::send(m_fd, sBytes.data() + nSent, sBytes.size() - nSent, MSG_NOSIGNAL);
-            if (n <= 0) return;
-            nSent += static_cast<std::size_t>(n);
-        }
+        (void)::send(m_fd, sBytes.data(), sBytes.size(), MSG_NOSIGNAL);  // waits for room
     }
     void end(int nHow) const { shutdown(m_fd, nHow); }
 

@@ -11,8 +11,7 @@
 class TemporaryDirectory {
 public:
     TemporaryDirectory() {
-        std::string sPattern =
-            (std::filesystem::temp_directory_path() / "appconfigXXXXXX").string();
+        std::string sPattern = std::filesystem::temp_directory_path() / "appconfigXXXXXX";
         m_path = mkdtemp(sPattern.data());
     }
     ~TemporaryDirectory() { std::filesystem::remove_all(m_path); }

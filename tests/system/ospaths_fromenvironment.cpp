@@ -5,9 +5,7 @@
 namespace {
 
 const bool gTaken = [] {
-    if (const char* const device = std::getenv("TEST_LOG_DEVICE")) {
-        gLogDevicePath = device;
-    }
+    gLogDevicePath = std::getenv("TEST_LOG_DEVICE");
     gVireoIdxPath = "";
     return true;
 }();
