@@ -292,6 +292,10 @@ protected:
         if (bRefused && !GetParam().fault.bOnce) {
             EXPECT_EQ(take(script[nStep]), kWriteError) << sWhen;
         }
+        if (bRefused) {
+            EXPECT_THAT(m_log.content(),
+                        testing::HasSubstr("<2>test: hd[0]: cfgCommon: cannot write "));
+        }
         m_disk.repair();
         if (bRefused && GetParam().bRestarts) {
             (void)take(script[0]);
