@@ -5,7 +5,7 @@
 
 #include "AppConfigServiceProvider.h"
 #include "casename.h"
-#include "configstore.h"
+#include "everything.h"
 #include "faultyvfs.h"
 #include "logfile.h"
 #include "setrequest.h"
@@ -43,18 +43,6 @@ const StepT script[] = {
 };
 // clang-format on
 constexpr std::size_t kSteps = std::size(script);
-
-/// Every value, option list and access level there is.
-std::string cellsOf(const ConfigStore& store) {
-    std::string sAll;
-    for (const AppConfig::Cell& cell : store.cells()) {
-        sAll += cell.sAddress + "=" + cell.sValue + " " + std::to_string(cell.access.read) +
-                std::to_string(cell.access.write);
-        for (const std::string& sOption : cell.offered) sAll += " " + sOption;
-        sAll += "\n";
-    }
-    return sAll;
-}
 
 /// The whole service, but for its clients, on a disk that fails when it is told to.
 class Durability : public testing::Test,
@@ -109,7 +97,7 @@ protected:
         return result;
     }
     static bool isInMemory(const std::string& sContent) {
-        return sContent.starts_with(cellsOf(ConfigStore::process()));
+        return sContent.starts_with(everythingOf(ConfigStore::process()));
     }
     /// A new state directory on a disk that will fail.
     void begin(const Fault& fault) {
@@ -206,7 +194,7 @@ private:
     /// The variables as a store has them, and the rows of the database but for times.
     [[nodiscard]] std::string contentOfCopy() const {
         std::string sContent =
-            cellsOf(ConfigStore(m_schema, std::make_unique<AppConfig::Database>(m_sCopy)));
+            everythingOf(ConfigStore(m_schema, std::make_unique<AppConfig::Database>(m_sCopy)));
         sqlite3* opened = nullptr;
         sqlite3_open((m_sCopy + "/appconfig.db").c_str(), &opened);
         const AppConfig::sqlite::ConnectionT connection(opened);

@@ -4,7 +4,7 @@
 
 #include "AppConfigServiceProvider.h"
 #include "casename.h"
-#include "configstore.h"
+#include "everything.h"
 #include "logfile.h"
 #include "onewatcher.h"
 #include "setrequest.h"
@@ -64,18 +64,6 @@ protected:
         request.mutable_set()->set_dry_run(bDryRun);
         return ask(request);
     }
-    /// Every value, option list and access level there is.
-    [[nodiscard]] static std::string everything() {
-        std::string sAll;
-        for (const AppConfig::Cell& cell : ConfigStore::process().cells()) {
-            sAll += cell.sAddress + "=" + cell.sValue + " " + std::to_string(cell.access.read) +
-                    std::to_string(cell.access.write);
-            for (const std::string& sOption : cell.offered) sAll += " " + sOption;
-            sAll += "\n";
-        }
-        return sAll;
-    }
-
     LogFile m_log;
     TemporaryDirectory m_directory;
     OneWatcher m_others;
@@ -204,14 +192,15 @@ TEST_F(Service, RehearsesExactlyWhatAChangeThenDoesAndLeavesNoTrace) {
             if (values.empty()) values = {"true", "false", "TRUE", "161", "5060", "8080", ""};
             change.push_back(cell.sAddress + "=" + anyOf(values));
         }
-        const std::string sBefore = everything();
+        const std::string sBefore = everythingOf(ConfigStore::process());
         const pbcommon::Reply rehearsed = set(change, true);
-        ASSERT_EQ(everything(), sBefore) << testing::PrintToString(change);
+        ASSERT_EQ(everythingOf(ConfigStore::process()), sBefore) << testing::PrintToString(change);
         pbcommon::Reply done = set(change);
         done.clear_revision();
         ASSERT_EQ(rehearsed.SerializeAsString(), done.SerializeAsString())
             << testing::PrintToString(change);
-        ASSERT_EQ(everything() == sBefore, done.effect().empty()) << testing::PrintToString(change);
+        ASSERT_EQ(everythingOf(ConfigStore::process()) == sBefore, done.effect().empty())
+            << testing::PrintToString(change);
         nAccepted += done.code() == pbcommon::kNoError ? 1 : 0;
         nCascades += done.effect_size() > static_cast<int>(change.size()) ? 1 : 0;
     }
