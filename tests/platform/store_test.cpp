@@ -116,6 +116,8 @@ TEST_F(Store, ListsALargeSchemaPageByPageWithoutGapOrDoubling) {
     } while (reply.has_next() && !HasFailure());
     EXPECT_EQ(names.size(), 900U);
 }
+        "variable { node: 'n' name: 'hideous' node_instances: 7 kind: TEXT max_length: 1 read: "
+        "kSystem }"
 
 TEST_F(Store, AsksTheProviderThenStoresThenTellsOneHandlerAfterTheOther) {
     manager().setSecurityRole(kStartup);
@@ -125,6 +127,7 @@ TEST_F(Store, AsksTheProviderThenStoresThenTellsOneHandlerAfterTheOther) {
     EXPECT_EQ(provide("OPEN", &m_second), kAlreadyExists);
     EXPECT_EQ(consume("nosuch", &m_first), kItemNotFound);
     for (TracingHandler* handler : {&m_second, &m_first, &unwilling}) consume("open", handler);
+        EXPECT_EQ(reply.next(), reply.has_next() ? names.size() : 0) << "counts what is hidden";
     provide("other", &m_second);
     consume("hidden", &m_second);
     write("other", "true");  // as the service starts: told of before the first request

@@ -333,19 +333,21 @@ void ConfigRequests::explain(const PbUtility::Requester& requester, const Cell& 
 
 void ConfigRequests::list(const PbUtility::Requester& requester, const pbcommon::List& list,
                           pbcommon::Reply& reply) const {
-    const std::vector<Cell>& cells = m_store.cells();
     std::size_t nBytes = 0;
+    std::uint32_t nNext = 0;  // counts what the role may see: the rest leaves no trace in it
     if (!admits(list.pattern(), reply)) {
         return;
     }
-    for (std::size_t i = list.start(); i < cells.size(); ++i) {
-        const Cell& cell = cells[i];
-        if (requester.role < cell.access.read ||
-            !pbcommon::matchesPattern(list.pattern(), cell.sAddress)) {
+    for (const Cell& cell : m_store.cells()) {
+        if (requester.role < cell.access.read) {
+            continue;
+        }
+        const std::uint32_t nPlace = nNext++;
+        if (nPlace < list.start() || !pbcommon::matchesPattern(list.pattern(), cell.sAddress)) {
             continue;
         }
         if (nBytes > kPageBytes) {
-            reply.set_next(static_cast<std::uint32_t>(i));
+            reply.set_next(nPlace);
             return;
         }
         pbcommon::Variable& variable = *reply.add_variable();
