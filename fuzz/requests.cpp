@@ -21,6 +21,7 @@
 #include "rawclient.h"
 #include "require.h"
 #include "temporarydirectory.h"
+#include "value.h"
 
 extern "C" std::size_t LLVMFuzzerMutate(std::uint8_t* data, std::size_t size, std::size_t maxSize);
 
@@ -52,9 +53,10 @@ int differences(const CellsT& a, const CellsT& b) {
 
 void checkCell(const Cell& cell) {
     const auto isValue = [&cell](const std::string& sText) {
-        return AppConfig::kindRefusal(*cell.row, sText) == nullptr;
+        std::string sValue;
+        return AppConfig::canonicalise(*cell.row, sText, sValue) == nullptr && sValue == sText;
     };
-    require(isValue(cell.sValue), "a value is one of its kind");
+    require(isValue(cell.sValue), "a value is one of its kind, in canonical form");
     require(std::all_of(cell.offered.begin(), cell.offered.end(), isValue),
             "what is offered is among the default options");
     require(pbcommon::Role_IsValid(cell.access.read) && pbcommon::Role_IsValid(cell.access.write),
@@ -83,6 +85,7 @@ void checkMasked(const pbcommon::Change& change) {
 }
 
 void checkMasked(const Reply& reply) {
+    require(reply.ByteSizeLong() <= pbcommon::kMaxMessageBytes, "an answer fits into a message");
     for (const pbcommon::Variable& variable : reply.variable()) {
         checkMasked(variable.name(), variable.value());
     }
@@ -373,7 +376,7 @@ private:
         const auto& options = cell.row->option();
         switch (cell.row->kind()) {
             case pbcommon::BOOLEAN:
-                return any({"true", "false", "FALSE", "True"});
+                return any({"true", "false", "FALSE", "on"});
             case pbcommon::INTEGER:
                 return any({"0", "1", "161", "5060", "8080", "30000"});
             case pbcommon::ENUMERATION:

@@ -12,6 +12,7 @@
 #include "require.h"
 #include "settings.h"
 #include "state.h"
+#include "value.h"
 
 namespace {
 
@@ -51,10 +52,13 @@ std::size_t checkRow(const pbcommon::VariableRow& row) {
             "a row has its instances");
     require(pbcommon::Role_IsValid(row.read()) && pbcommon::Role_IsValid(row.write()),
             "access levels are roles");
-    require(AppConfig::kindRefusal(row, row.default_value()) == nullptr,
-            "a default is a value of its kind");
+    std::string sValue;
+    require(AppConfig::canonicalise(row, row.default_value(), sValue) == nullptr &&
+                sValue == row.default_value(),
+            "a default is a value of its kind, in canonical form");
     for (const std::string& sOption : row.option()) {
-        require(AppConfig::kindRefusal(row, sOption) == nullptr, "an option is a value");
+        require(AppConfig::canonicalise(row, sOption, sValue) == nullptr && sValue == sOption,
+                "an option is a value");
         require(pbcommon::isCleanText(sOption), "an option goes into a message");
     }
     return std::size_t{row.node_instances()} * row.instances();

@@ -51,8 +51,8 @@ const LoadClient loadClients[] = {
     {.requests = {{kRecent + "=false"}, {kRecent + "=true"}}},
     {.requests = {{kSnmp + "versionthree=false"}, {kSnmp + "versionthree=true"}}},
     {.requests = {{kFips + "=true"}, {kFips + "=false"}}},
-    {.requests = {{kScreen + "[1].enabled=False"}, {kScreen + "[1].enabled=True", kScreen + "[2].enabled=True",
-                                                    kScreen + "[3].enabled=True", kScreen + "[4].enabled=True"}}},
+    {.requests = {{kScreen + "[1].enabled=false"}, {kScreen + "[1].enabled=true", kScreen + "[2].enabled=true",
+                                                    kScreen + "[3].enabled=true", kScreen + "[4].enabled=true"}}},
     {.requests = {{kSnmp + "location=#", kSnmp + "systemdesc=#"}}},
     {.requests = {{kSnmp + "traptarget.targetaddress=#", kSnmp + "traptarget.targetaddress[2]=#"}}},
 };

@@ -33,7 +33,7 @@ const StepT script[] = {
     {{{kSnmp + "versionthree=false", kRecent + "true", kSnmp + "admin="  + std::string(200, 'a')}}, 1},
     {{{kSnmp + "admin=nobody", kTouch + "homescreen[1].enabled=false", kTouch + "homescreen[2].enabled=true"}}, 0},
     {{{kRecent + "true"}}, 0},
-    {{{"comm.callsetting.callfeatures.fips140enable=true"}, {kTouch + "homescreen[1].enabled=False"},
+    {{{"comm.callsetting.callfeatures.fips140enable=true"}, {kTouch + "homescreen[1].enabled=false"},
       {kTouch + "homescreen[2].enabled=true"}, {kSnmp + "versionthree=true"}}, 3},
     {{}, 0},
     {{{kSnmp + "privacypassword=swordfish"}, {kRecent + "false"}}, 2},

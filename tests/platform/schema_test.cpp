@@ -5,6 +5,7 @@
 
 #include "logfile.h"
 
+#include "value.h"
 namespace {
 
 using namespace AppConfig;
@@ -19,16 +20,17 @@ TEST(Schema, IsRefusedWholeWithPlaceAndReason) {
         {"\n\nvariable { colour: 1 }",                                     "f:3: "},
         {ROW("kind: TEXT max_length: 1") ROW("kind: TEXT"),                "f:2: a.x: listed twice"},
         {"variable: [{ node: 'a' name: 'x' kind: BOOLEAN default_value: 'true' },\n{ node: 'a' name: 'flag' }]", "f:2: a.flag: listed twice"},
-        {"\npreset { node: 'a' name: 'flag' default_value: '1' }",         "f:2: a.flag: its preset"},
+        {"\npreset { node: 'a' name: 'flag' default_value: '2' }",         "f:2: a.flag: its preset"},
         {ROW(""),                                                          "no kind"},
         {ROW("instances: 0 kind: BOOLEAN"),                                "instances go from 1"},
         {ROW("kind: TEXT max_length: 1 default_value: 'pq'"),              "its default"},
         {ROW("kind: INTEGER minimum: 2 maximum: 1"),                       "the lower one first"},
-        {ROW("kind: ENUMERATION option: 'p' option: 'p'"),                 "an option is listed twice"},
+        {ROW("kind: ENUMERATION option: 'p' option: 'P'"),                 "an option is listed twice, letter case"},
         {ROW("kind: ENUMERATION option: 'p\\nq' default_value: 'p\\nq'"),  "a line of text"},
         {ROW("kind: ENUMERATION option: '\\377' default_value: '\\377'"),  "a line of text"},
         {ROW("kind: SECRET"),                                              "max_length belongs"},
     };
+        {ROW("kind: TEXT max_length: 65537"),                              "max_length goes up to 65536"},
     // clang-format on
     const std::string sBefore = "variable { node: 'b' name: 'y' kind: TEXT max_length: 1 } ";
     for (const auto& [text, error] : cases) {
@@ -55,25 +57,37 @@ TEST(Schema, OfTheConfigurationDirectoryIsAddedAndAFaultyFileLeftOut) {
               1U);
 }
 
-TEST(Kind, DecidesWhatIsAValue) {
+TEST(Value, IsStoredInCanonicalFormOrNotAtAll) {
     using namespace std::string_literals;
     using Values = std::vector<std::string>;
     // clang-format off
-    const struct { const char* fields; Values good, invalid, tooLong; } cases[] = {
-        {"kind: BOOLEAN", {"true", "FALSE"}, {"1", "", "true\0"s}, {}},
-        {"kind: INTEGER minimum: -5 maximum: 70000", {"-5", "70000"},
-         {"-6", "70001", "4294967297", "161abc", " 1", "+1", ""}, {}},
-        {"kind: ENUMERATION option: 'v1' option: 'v3'", {"v3"}, {"V3", "v", ""}, {}},
-        {"kind: TEXT max_length: 4", {"", "\xe2\x82\xac!"}, {"a\0b"s}, {"fives"}},
+    const struct { const char* fields; std::vector<std::pair<std::string, const char*>> stored; Values invalid, tooLong; } cases[] = {
+        {"kind: BOOLEAN", {{"TRUE", "true"}, {"1", "true"}, {"Yes", "true"}, {"on", "true"}, {"False", "false"}, {"0", "false"}, {"no", "false"}, {"OFF", "false"}},
+         {"", "2", " true", "true\0"s}, {}},
+        {"kind: INTEGER minimum: -5 maximum: 70000", {{"-5", "-5"}, {" \t+070000 ", "70000"}, {"-0", "0"}, {sLongZero + "7", "7"}},
+         {"-6", "70001", "4294967297", "161abc", "+-1", "- 1", "1\n", " ", "", sLongZero + "07"}, {}},
+        {"kind: ENUMERATION option: 'v1' option: 'V2c'", {{"V1", "v1"}, {"v2C", "V2c"}}, {"v", "", " v1"}, {}},
+        {"kind: TEXT max_length: 4", {{"", ""}, {"\xe2\x82\xac!", "\xe2\x82\xac!"}}, {"a\0b"s}, {"fives"}},
     };
     // clang-format on
     for (const auto& c : cases) {
         pbcommon::VariableRow row;
         ASSERT_TRUE(google::protobuf::TextFormat::ParseFromString(c.fields, &row));
-        for (const auto& s : c.good) EXPECT_STREQ(kindRefusal(row, s), nullptr) << s;
-        for (const auto& s : c.invalid) EXPECT_STREQ(kindRefusal(row, s), ERR_INVALID_VALUE) << s;
-        for (const auto& s : c.tooLong) EXPECT_STREQ(kindRefusal(row, s), ERR_TOO_LONG) << s;
+        std::string sValue;
+        for (const auto& [sText, sStored] : c.stored) {
+            EXPECT_STREQ(canonicalise(row, sText, sValue), nullptr) << sText;
+            EXPECT_EQ(sValue, sStored) << sText;
+            EXPECT_STREQ(canonicalise(row, sValue, sValue), nullptr) << sText;
+            EXPECT_EQ(sValue, sStored) << "canonical already";
+        }
+        sValue = "kept";
+        for (const auto& s : c.invalid) {
+            EXPECT_STREQ(canonicalise(row, s, sValue), ERR_INVALID_VALUE) << s;
+        }
+        for (const auto& s : c.tooLong) EXPECT_STREQ(canonicalise(row, s, sValue), ERR_TOO_LONG);
+        EXPECT_EQ(sValue, "kept");
     }
 }
 
 }  // namespace
+    const std::string sLongZero(63, '0');

@@ -9,7 +9,7 @@ namespace {
 
 using namespace AppConfig;
 using testing::ElementsAre;
-using testing::IsEmpty;
+using namespace std::string_literals;
 
 /// Writes what it is told into a trace shared by all, then does what the test wants.
 struct TracingHandler : public ProviderConfigHandler, public ConsumerConfigHandler {
@@ -76,34 +76,48 @@ TEST_F(Store, RefusesInTheOrderOfItsChecksAndLogsEachRefusalOnce) {
     EXPECT_THAT(errors, ElementsAre(std::pair{vars.front(), kItemNotFound}));
     const std::string sUnknown = "kItemNotFound (-25) ERR_UNKNOWN_VARIABLE";
     const std::string sBad = "kBadParameter (-3) ";
+    const std::string sMask(pbcommon::kMaskedSecret), sLong(65537, '0');
     // clang-format off
-    const struct { SecurityRole role; const char *variable, *value; std::string sReason, sShown; } cases[] = {
+    const struct { SecurityRole role; const char* variable; std::string sValue, sReason, sShown; const char* asked = nullptr; } cases[] = {
         {kSystem,       "nosuch",   "true",     sUnknown,                             ""},
         {kProvisioning, "hidden",   "true",     sUnknown,                             ""},
         {kUser,         "a\nb",     "true",     sUnknown,                             ""},
         {kProvisioning, "other",    "nonsense", "kNotAuthorized (-41) ERR_READ_ONLY", " n.other=nonsense"},
         {kUser,         "open",     "\x1b\xff", sBad + "ERR_INVALID_VALUE",           " n.open=\\x1b\\xff"},
-        {kUser,         "choice",   "d",        sBad + "ERR_INVALID_VALUE",           " n.choice=d"},
-        {kUser,         "choice",   "c",        sBad + "ERR_NOT_OFFERED",             " n.choice=c"},
-        {kUser,         "password", "swordfishswordfish", sBad + "ERR_TOO_LONG",      " n.password=********"},
+        {kUser,         "count",    sLong,      sBad + "ERR_TOO_LONG",                " n.count=" + sLong.substr(0, 200) + "..."},
+        {kUser,         "password", sMask,      sBad + "ERR_MASKED_VALUE",            " n.password=********"},
+        {kUser,         "open",     "2",        sBad + "ERR_INVALID_VALUE",           " n.open=2",            "2"},
+        {kUser,         "count",    " 20001",   sBad + "ERR_INVALID_VALUE",           " n.count= 20001",      " 20001"},
+        {kUser,         "choice",   "d",        sBad + "ERR_INVALID_VALUE",           " n.choice=d",          "d"},
+        {kUser,         "choice",   "C",        sBad + "ERR_NOT_OFFERED",             " n.choice=C",          "c"},
+        {kUser,         "password", "swordfishswordfish", sBad + "ERR_TOO_LONG",      " n.password=********", "swordfishswordfish"},
     };
     // clang-format on
+    std::vector<std::string> asked;
     for (const auto& c : cases) {
         provide(c.variable, &m_first);
-        EXPECT_EQ(set(c.role, {{c.variable, c.value}}), c.sReason + c.sShown + " failed 0");
-        EXPECT_EQ(m_log.count("refused n." + pbcommon::printable(c.variable, 80) +
+        EXPECT_EQ(set(c.role, {{c.variable, c.sValue}}), c.sReason + c.sShown + " failed 0");
+        EXPECT_GE(m_log.count("refused n." + pbcommon::printable(c.variable, 80) +
                               " to uid 7, process 8 (me), role " + pbcommon::roleName(c.role) +
                               ": " + c.sReason + "\n"),
                   1U);
+        if (c.asked != nullptr) {
+            asked.push_back(std::string("first isValid n.") + c.variable + " " + c.asked + " 0");
+        }
     }
     EXPECT_EQ(m_log.count("refused"), std::size(cases));
-    EXPECT_THAT(m_trace, IsEmpty()) << "the provider was asked about what the store refuses";
+    EXPECT_EQ(m_trace, asked)
+        << "whatever the requester may propose, in canonical form if it has one";
+    m_first.bAccepts = false;
+    EXPECT_EQ(set(kUser, {{"open", "2"}}), "kRejected (-51) ERR_OURS n.open=2 failed 0");
     EXPECT_EQ(list(kProvisioning, "*hidden"), "kNoError (0)");
     EXPECT_EQ(list(kUser, "*password"), "kNoError (0) n.password=") << "unset is no secret";
 }
 
 TEST_F(Store, ListsALargeSchemaPageByPageWithoutGapOrDoubling) {
     start(
+        "variable { node: 'n' name: 'hideous' node_instances: 7 kind: TEXT max_length: 1 read: "
+        "kSystem }"
         "variable { node: 'n' name: 'long' node_instances: 900 kind: TEXT"
         " max_length: 2000 default_value: '" +
         std::string(2000, 'x') + "' }");
@@ -113,11 +127,48 @@ TEST_F(Store, ListsALargeSchemaPageByPageWithoutGapOrDoubling) {
         reply = ask(kUser, "list { pattern: 'n*l*' start: " + std::to_string(reply.next()) + " }");
         EXPECT_LT(reply.ByteSizeLong(), pbcommon::kMaxMessageBytes);
         for (const auto& row : reply.variable()) EXPECT_TRUE(names.insert(row.name()).second);
+        EXPECT_EQ(reply.next(), reply.has_next() ? names.size() : 0) << "counts what is hidden";
     } while (reply.has_next() && !HasFailure());
     EXPECT_EQ(names.size(), 900U);
 }
-        "variable { node: 'n' name: 'hideous' node_instances: 7 kind: TEXT max_length: 1 read: "
-        "kSystem }"
+
+TEST_F(Store, RefusesAChangeThatDoesNotFitIntoAMessageAndCanTellOfEveryOther) {
+    const std::string sLong(60000, 'x'), sOther(60000, 'y'), sOption(15000, 'o');
+    start(
+        "variable { node: 'n' name: 'text' kind: TEXT max_length: 65536 }"
+        "variable { node: 'n' name: 'more' kind: TEXT max_length: 65536 }"
+        "variable { node: 'n' name: 'choice' kind: ENUMERATION option: 'a' option: '" +
+        sOption + "' default_value: 'a' }");
+    const std::string sRefused = "kOutOfRange (-54) ERR_ANSWER_TOO_LONG";
+    const auto told = [this] { return m_others.told.revision(); };
+    m_others.watcher = {.role = kUser, .sPattern = "*"};
+    // clang-format off
+    const struct { Assignments assignments; bool bAccepted; } cases[] = {
+        {{{"text", sLong}, {"more", sLong}},   true},   // from empty: each is in it twice
+        {{{"text", sOther}, {"more", sOther}}, false},  // with what was before it is too much
+        {{{"text", sOther}},                   true},
+        {Assignments(100, {"choice", sOption}), false}, // the answer repeats what is offered
+        {Assignments(30, {"choice", "A"}),     true},
+    };
+    // clang-format on
+    std::uint64_t nRevision = 0;
+    for (const auto& c : cases) {
+        for (const bool bDryRun : {true, false}) {
+            const std::string sAnswer = set(kUser, c.assignments, bDryRun);
+            EXPECT_EQ(sAnswer == sRefused, !c.bAccepted) << sAnswer.substr(0, 100);
+        }
+        nRevision += c.bAccepted && c.assignments.size() < 30 ? 1 : 0;
+        EXPECT_EQ(told(), nRevision);
+        for (const std::string& sRequest :
+             {"why { " + address("text") + " }", "list { pattern: '*' }"s,
+              "history { pattern: '*' }"s, "watch { pattern: '*' since: 0 }"s}) {
+            const pbcommon::Reply reply = ask(kUser, sRequest);
+            EXPECT_LE(reply.ByteSizeLong(), pbcommon::kMaxMessageBytes);
+            EXPECT_EQ(reply.code(), pbcommon::kNoError);
+        }
+    }
+    EXPECT_EQ(value("text") + value("more"), sOther + sLong);
+}
 
 TEST_F(Store, AsksTheProviderThenStoresThenTellsOneHandlerAfterTheOther) {
     manager().setSecurityRole(kStartup);
@@ -127,20 +178,19 @@ TEST_F(Store, AsksTheProviderThenStoresThenTellsOneHandlerAfterTheOther) {
     EXPECT_EQ(provide("OPEN", &m_second), kAlreadyExists);
     EXPECT_EQ(consume("nosuch", &m_first), kItemNotFound);
     for (TracingHandler* handler : {&m_second, &m_first, &unwilling}) consume("open", handler);
-        EXPECT_EQ(reply.next(), reply.has_next() ? names.size() : 0) << "counts what is hidden";
     provide("other", &m_second);
     consume("hidden", &m_second);
-    write("other", "true");  // as the service starts: told of before the first request
+    write("other", "YES");  // as the service starts: told of before the first request
     m_first.reaction = [this](const std::string&) {
         write("other", "true");
         write("hidden", "x");  // no access level holds the service back
         m_trace.push_back("stored " + value("open") + " " + value("hidden"));
     };
     EXPECT_EQ(set(kAdmin, {{"open", "TRUE"}, {"text", "x"}}),
-              "kNoError (0) n.open=TRUE n.text=x reboot");
-    EXPECT_THAT(m_trace, ElementsAre("second onSet n.other true 4", "first isValid n.open TRUE 1",
-                                     "first onSet n.open TRUE 1", "stored TRUE x",
-                                     "second change n.open TRUE me", "first change n.open TRUE me",
+              "kNoError (0) n.open=true n.text=x reboot");
+    EXPECT_THAT(m_trace, ElementsAre("second onSet n.other true 4", "first isValid n.open true 1",
+                                     "first onSet n.open true 1", "stored true x",
+                                     "second change n.open true me", "first change n.open true me",
                                      "second onSet n.other true 4", "second change n.hidden x "));
 }
 

@@ -127,7 +127,7 @@ const CascadeCaseT cascadeCases[] = {
      TextsT{kRecent + "maxnumbertodisplay" + kReadOnly[0], kHome + "placeacallfunc: keypad contacts speeddials",
             kSubPages + ": keypad", kSubPages + ": keypad contacts", kButtons[5] + ": None", kButtons[0] + ": None"} +
          each(kButtons, {": None Keypad Contacts Calendar Content"})},
-    {"HomeScreenChainRunsDown", {}, {kScreen + "[1].enabled=False"}, each({kScreen}, each({"[2]", "[3]", "[4]"}, {".enabled: False"}))},
+    {"HomeScreenChainRunsDown", {}, {kScreen + "[1].enabled=NO"}, each({kScreen}, each({"[2]", "[3]", "[4]"}, {".enabled: false"}))},
     {"MenuAndTimeModeHide", {}, each({kApps}, {"menu.showsysteminfo=false", "inacalllayout.timemode=off"}),
      each(each({kApps}, {"menu.showsipaddress", "menu.showipaddress", "menu.showh323extension", "inacalllayout.whentoshow"}), kHidden)},
     {"SecondOfTwoAssignmentsIsTheLastWord", {}, {kRecent + "enabled=false", kRecent + "enabled=true"}, {}},

@@ -3,14 +3,14 @@
 #include <charconv>
 #include <cstddef>
 
+#include "text.h"
+
 namespace pbcommon {
 
 namespace {
 
 constexpr std::string_view kNameCharacters =
     "abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789_-";
-
-char lower(char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c; }
 
 bool isName(std::string_view text) {
     return !text.empty() && text.find_first_not_of(kNameCharacters) == std::string_view::npos;

@@ -13,6 +13,10 @@ namespace pbcommon {
 inline constexpr std::size_t kMaxMessageBytes = std::size_t{1} << 20;  ///< a frame, either way
 inline constexpr int kMaxAssignments = 256;                            ///< of one change
 inline constexpr std::size_t kMaxPatternBytes = 256;
+/// Of a value, as proposed and as stored.
+inline constexpr std::size_t kMaxValueBytes = std::size_t{64} << 10;
+/// Of a change with all that follows from it: `why` answers with up to three, in one message.
+inline constexpr std::size_t kMaxChangeBytes = kMaxMessageBytes / 4;
 
 // of connections
 inline constexpr std::size_t kMaxConnections = 256;

@@ -6,10 +6,12 @@
 #include <utility>
 
 #include "address.h"
+#include "clientlimits.h"
 #include "directories.h"
 #include "logmsg.h"
 #include "names.h"
 #include "settings.h"
+#include "value.h"
 
 namespace AppConfig {
 
@@ -18,10 +20,10 @@ namespace {
 /// A cascade that is longer than this has a fault in its rules: they chase each other.
 constexpr int kMaxNotifications = 1024;
 
-/// A record with more in it is not kept for the next change: a flood would leave its memory behind.
+/// Large records are freed rather than reused, so that a burst does not pin memory.
 bool isLong(const Committed& committed) {
-    constexpr int kMaxKept = 32;
-    return committed.change.assignment_size() + committed.change.effect_size() > kMaxKept;
+    constexpr int kMaxKeptBytes = 4096;
+    return committed.change.GetCachedSize() > kMaxKeptBytes;
 }
 
 Verdict refusal(eErrorT code, const char* tag) { return {.code = code, .tags = {tag}}; }
@@ -151,9 +153,32 @@ const Cell* ConfigStore::read(const PbUtility::Requester& requester, const Addre
     return cell;
 }
 
+/// Takes everything back that has been done since it was made, unless it is told to keep it; also
+/// when an exception passes through.
+class ConfigStore::Undo {
+public:
+    /// @param mark  where to go back to
+    Undo(ConfigStore& store, std::size_t mark) : m_store(store), m_mark(mark) {}
+    ~Undo() {
+        if (!m_bKept) {
+            m_store.takeBack(m_mark);
+        }
+    }
+    Undo(const Undo&) = delete;
+    Undo& operator=(const Undo&) = delete;
+
+    void keep() { m_bKept = true; }
+    [[nodiscard]] std::size_t mark() const { return m_mark; }
+
+private:
+    ConfigStore& m_store;
+    const std::size_t m_mark;
+    bool m_bKept = false;
+};
+
 Verdict ConfigStore::change(const PbUtility::Requester& requester,
                             std::span<const Proposal> proposals, Mode mode,
-                            const std::function<void(const Verdict&)>& whileApplied) {
+                            const std::function<bool(const Verdict&)>& answer) {
     if (mode == Mode::kRehearse) {
         loginfo("cfgCommon", "rehearsal begins for %s: nothing of it stays\n",
                 describe(requester).c_str());
@@ -161,24 +186,9 @@ Verdict ConfigStore::change(const PbUtility::Requester& requester,
     if (m_nWaiting == 0) {
         settle();
     }
-    const std::size_t mark = m_state.mark();
-    Verdict verdict = applyAll(requester, proposals);
-    bool bStays = false;
+    Verdict verdict = propose(requester, proposals, mode, answer);
     if (verdict.code != kNoError) {
-        logRefusal(requester, proposals[verdict.nFailed].address, verdict);
-    } else {
-        const std::vector<Effect> effects = m_state.effects(mark);
-        Committed& record = nextWaiting();
-        fillRecord(record.change, requester, assignmentsOf(proposals), effects);
-        verdict.change = &record.change;
-        bStays = mode == Mode::kCommit && !effects.empty();
-        if (bStays) {
-            enqueue(record, effects);
-        }
-        whileApplied(verdict);
-    }
-    if (!bStays) {
-        takeBack(mark);
+        logRefusal(requester, proposals[verdict.failed.value_or(0)].address, verdict);
     }
     if (mode == Mode::kRehearse) {
         loginfo("cfgCommon", "rehearsal ends for %s\n", describe(requester).c_str());
@@ -186,13 +196,28 @@ Verdict ConfigStore::change(const PbUtility::Requester& requester,
     return verdict;
 }
 
-std::vector<Assignment> ConfigStore::assignmentsOf(std::span<const Proposal> proposals) {
-    std::vector<Assignment> assignments;
-    for (const Proposal& proposal : proposals) {
-        assignments.push_back(
-            {.cell = m_state.find(proposal.address), .sValue = std::string(proposal.sValue)});
+Verdict ConfigStore::propose(const PbUtility::Requester& requester,
+                             std::span<const Proposal> proposals, Mode mode,
+                             const std::function<bool(const Verdict&)>& answer) {
+    Undo undo(*this, m_state.mark());
+    Verdict verdict = applyAll(requester, proposals);
+    if (verdict.code != kNoError) {
+        return verdict;
     }
-    return assignments;
+    const std::vector<Effect> effects = m_state.effects(undo.mark());
+    Committed& record = nextWaiting();
+    fillRecord(record.change, requester, verdict.assignments, effects);
+    verdict.change = &record.change;
+    // whoever asks for it later is to get it, too: in an event, in history, in `why`
+    if (record.change.ByteSizeLong() > pbcommon::kMaxChangeBytes || !answer(verdict)) {
+        m_waiting.resize(m_nWaiting);  // a long one is not kept for the next change
+        return refusal(kOutOfRange, ERR_ANSWER_TOO_LONG);
+    }
+    if (mode == Mode::kCommit && !effects.empty()) {
+        enqueue(record, effects);
+        undo.keep();
+    }
+    return verdict;
 }
 
 Committed& ConfigStore::nextWaiting() {
@@ -204,12 +229,12 @@ Committed& ConfigStore::nextWaiting() {
 
 /// Gives a change its revision and lets it wait for commit().
 void ConfigStore::enqueue(Committed& next, std::span<const Effect> effects) {
-    next.change.set_revision(m_database->newest() + ++m_nWaiting);
     next.settings.clear();
     for (const Effect& effect : effects) {
         next.settings.push_back(
             settingOf(*effect.cell, static_cast<pbcommon::Aspect>(effect.before.index())));
     }
+    next.change.set_revision(m_database->newest() + ++m_nWaiting);
 }
 
 eErrorT ConfigStore::commit(const std::function<void(const pbcommon::Change&)>& committed) {
@@ -231,9 +256,9 @@ Verdict ConfigStore::applyAll(const PbUtility::Requester& requester,
                               std::span<const Proposal> proposals) {
     Verdict all;
     for (const Proposal& proposal : proposals) {
-        Verdict verdict = apply(requester, proposal);
+        Verdict verdict = apply(requester, proposal, all.assignments);
         if (verdict.code != kNoError) {
-            verdict.nFailed = static_cast<std::size_t>(&proposal - proposals.data());
+            verdict.failed = static_cast<std::size_t>(&proposal - proposals.data());
             return verdict;
         }
         all.bRebootNeeded |= verdict.bRebootNeeded;
@@ -247,26 +272,32 @@ void ConfigStore::takeBack(std::size_t mark) {
 }
 
 void ConfigStore::settle() {
+    Undo undo(*this, 0);
     if (!deliver()) {
-        takeBack(0);
         return;
     }
-    const std::vector<Effect> effects = m_state.effects(0);
+    const std::vector<Effect> effects = m_state.effects(undo.mark());
     if (!effects.empty()) {
         Committed& record = nextWaiting();
         fillRecord(
             record.change,
             {.role = m_serviceRole, .uid = geteuid(), .pid = getpid(), .sClient = "start-up"}, {},
             effects);
+        if (record.change.ByteSizeLong() > pbcommon::kMaxChangeBytes) {
+            logcrit("cfgCommon", "what the service writes at its start is too long to be kept\n");
+            return;
+        }
         enqueue(record, effects);
         // after a failure the rules hold all the same: the next start brings the state into line
         // again
         (void)m_database->commit({m_waiting.data(), std::exchange(m_nWaiting, 0)});
     }
+    undo.keep();
     m_state.commit();
 }
 
-Verdict ConfigStore::apply(const PbUtility::Requester& requester, const Proposal& proposal) {
+Verdict ConfigStore::apply(const PbUtility::Requester& requester, const Proposal& proposal,
+                           std::vector<Assignment>& assignments) {
     Cell* const cell = findVisible(proposal.address, requester.role);
     if (cell == nullptr) {
         return refusal(kItemNotFound, ERR_UNKNOWN_VARIABLE);
@@ -274,24 +305,26 @@ Verdict ConfigStore::apply(const PbUtility::Requester& requester, const Proposal
     if (requester.role < cell->access.write) {
         return refusal(kNotAuthorized, ERR_READ_ONLY);
     }
-    if (const char* const tag = kindRefusal(*cell->row, proposal.sValue)) {
+    if (const char* const tag = proposalRefusal(*cell->row, proposal.sValue)) {
         return refusal(kBadParameter, tag);
     }
-    if (!isOffered(*cell, proposal.sValue)) {
-        return refusal(kBadParameter, ERR_NOT_OFFERED);
-    }
     ConfigResult result;
+    result.setServerContext(describe(requester));
     result.setClientName(requester.sClient);
-    return carryOut(*cell, {.cell = cell,
-                            .sValue = std::string(proposal.sValue),
-                            .role = requester.role,
-                            .sContext = requester.sClient,
-                            .result = result});
+    Notification notification{.cell = cell,
+                              .sValue = std::string(proposal.sValue),
+                              .role = requester.role,
+                              .sContext = requester.sClient,
+                              .result = std::move(result)};
+    return carryOut(*cell, std::move(notification), assignments);
 }
 
-/// Asks the provider, then stores the value with everything that follows from it.
-Verdict ConfigStore::carryOut(Cell& cell, Notification notification) {
+/// Asks the provider, whose reasons come first, then stores the value with everything that follows
+/// from it. A proposal that is not a value of its kind reaches the provider as it came in.
+Verdict ConfigStore::carryOut(Cell& cell, Notification notification,
+                              std::vector<Assignment>& assignments) {
     ConfigResult& result = notification.result;
+    const char* const tag = canonicalise(*cell.row, notification.sValue, notification.sValue);
     ProviderConfigHandler* const provider = m_handlers[cell.nRow].provider;
     if (provider != nullptr &&
         !provider->isValid(cell.row->node(), cell.nNodeInstance, cell.row->name(),
@@ -300,9 +333,16 @@ Verdict ConfigStore::carryOut(Cell& cell, Notification notification) {
         const eErrorT code = result.getErrorCode() == kNoError ? kRejected : result.getErrorCode();
         return {.code = code, .tags = result.getErrorTags()};
     }
+    if (tag != nullptr) {
+        return refusal(kBadParameter, tag);
+    }
+    if (!isOffered(cell, notification.sValue)) {
+        return refusal(kBadParameter, ERR_NOT_OFFERED);
+    }
     const bool bRebootNeeded = result.getIsRebootNeeded();
     m_state.setCause({.call = Cause::kRequest});
     m_state.setValue(cell, notification.sValue);
+    assignments.push_back({.cell = &cell, .sValue = notification.sValue});
     m_queue.push_back(std::move(notification));
     if (!deliver()) {
         return refusal(kServerError, ERR_CASCADE_TOO_LONG);
@@ -348,8 +388,9 @@ void ConfigStore::notify(Notification& notification) {
 eErrorT ConfigStore::write(const AddressView& address, const std::string& sValue,
                            ConfigResult* result) {
     Cell* const cell = m_state.find(address);
+    std::string sCanonical;
     const char* const tag =
-        cell == nullptr ? ERR_UNKNOWN_VARIABLE : kindRefusal(*cell->row, sValue);
+        cell == nullptr ? ERR_UNKNOWN_VARIABLE : canonicalise(*cell->row, sValue, sCanonical);
     const eErrorT code = cell == nullptr  ? kItemNotFound
                          : tag != nullptr ? kBadParameter
                                           : kNoError;
@@ -364,9 +405,12 @@ eErrorT ConfigStore::write(const AddressView& address, const std::string& sValue
                tag);
         return code;
     }
-    m_state.setValue(*cell, sValue);
-    m_queue.push_back(
-        {.cell = cell, .sValue = sValue, .role = m_serviceRole, .sContext = "", .result = {}});
+    m_state.setValue(*cell, sCanonical);
+    m_queue.push_back({.cell = cell,
+                       .sValue = std::move(sCanonical),
+                       .role = m_serviceRole,
+                       .sContext = "",
+                       .result = {}});
     return code;
 }
 
@@ -375,11 +419,11 @@ eErrorT ConfigStore::offer(const AddressView& address, const std::vector<std::st
     if (cell == nullptr) {
         return kItemNotFound;
     }
-    const auto isDefaultOption = [cell](const std::string& sOption) {
-        return kindRefusal(*cell->row, sOption) == nullptr;
+    const auto isOption = [cell](const std::string& sOption) {
+        return isDefaultOption(*cell->row, sOption);
     };
     if (cell->row->kind() != pbcommon::ENUMERATION ||
-        !std::all_of(options.begin(), options.end(), isDefaultOption)) {
+        !std::all_of(options.begin(), options.end(), isOption)) {
         logerr("cfgCommon", "refused options of %s to the service\n", cell->sAddress.c_str());
         return kBadParameter;
     }

@@ -6,6 +6,7 @@
 #include <functional>
 #include <list>
 #include <memory>
+#include <optional>
 #include <span>
 #include <string>
 #include <string_view>
@@ -32,6 +33,7 @@ inline constexpr const char* ERR_READ_ONLY = "ERR_READ_ONLY";
 inline constexpr const char* ERR_NOT_OFFERED = "ERR_NOT_OFFERED";
 inline constexpr const char* ERR_CASCADE_TOO_LONG = "ERR_CASCADE_TOO_LONG";
 inline constexpr const char* ERR_NOT_STORED = "ERR_NOT_STORED";
+inline constexpr const char* ERR_ANSWER_TOO_LONG = "ERR_ANSWER_TOO_LONG";
 
 /// A proposed value, as it came in.
 struct Proposal {
@@ -44,7 +46,8 @@ struct Verdict {
     eErrorT code = kNoError;
     std::list<std::string> tags{};
     bool bRebootNeeded = false;
-    std::size_t nFailed = 0;  ///< the proposal that was refused, when one was
+    std::optional<std::size_t> failed{};    ///< the proposal that was refused, when one alone was
+    std::vector<Assignment> assignments{};  ///< of an accepted change, in the order proposed
     /// Of an accepted change: with effects when anything is different, and with a revision when it
     /// then waits for commit(). The store's, until the next change or commit().
     const pbcommon::Change* change = nullptr;
@@ -65,12 +68,13 @@ struct Handlers {
 /// the order in which a change runs. Threads as AppCfgManager.
 ///
 /// A change is a transaction. Each of its proposals is checked (the variable exists and the
-/// requester may see it, may change it, the text is a value of its kind, it is offered now, the
-/// provider finds it valid), stored, and told to the provider's `onSet` and the consumers'
-/// `change`. What these write takes effect at once; the notifications that follow from it are
-/// queued and run one after the other, never within one another. A refusal takes back everything
-/// that the request did, so that it is all or nothing. A change that made anything different holds
-/// in memory until commit() makes it durable with all others that wait, or undoes them together.
+/// requester may see it, may change it, the text can be a value at all, the provider finds it
+/// valid, it is a value of its kind, it is offered now), stored in canonical form, and told to the
+/// provider's `onSet` and the consumers' `change`. What these write takes effect at once; the
+/// notifications that follow from it are queued and run one after the other, never within one
+/// another. A refusal takes back everything that the request did, so that it is all or nothing. A
+/// change that made anything different holds in memory until commit() makes it durable with all
+/// others that wait, or undoes them together.
 class ConfigStore {
 public:
     /// Starts with what the database keeps, as far as the schema admits it; the rest is logged.
@@ -109,10 +113,10 @@ public:
         return m_handlers[cell.nRow];
     }
     /// Applies the proposals in order, all or none. A refusal has been logged when this returns.
-    /// @param whileApplied  called with the verdict of an accepted change while it stands, also in
-    ///                      a rehearsal
+    /// @param answer  called with the verdict of an accepted change while it holds, also in a
+    ///                rehearsal; returns false when it cannot be answered, which refuses it
     Verdict change(const PbUtility::Requester& requester, std::span<const Proposal> proposals,
-                   Mode mode, const std::function<void(const Verdict&)>& whileApplied);
+                   Mode mode, const std::function<bool(const Verdict&)>& answer);
     /// Makes all changes that wait durable at once, or undoes them.
     /// @param committed  called for each, in order, on kNoError only
     /// @return kNoError; kWriteError (logged)
@@ -143,19 +147,25 @@ private:
         ConfigResult result;
     };
 
+    class Undo;
+
     static std::unique_ptr<ConfigStore>& processSlot();
     [[nodiscard]] eErrorT rowFor(const void* handler, std::string_view sNode,
                                  std::string_view sVariable, std::size_t& nRow) const;
+    [[nodiscard]] Verdict propose(const PbUtility::Requester& requester,
+                                  std::span<const Proposal> proposals, Mode mode,
+                                  const std::function<bool(const Verdict&)>& answer);
     [[nodiscard]] Verdict applyAll(const PbUtility::Requester& requester,
                                    std::span<const Proposal> proposals);
     void restoreState();
     void takeBack(std::size_t mark);
-    [[nodiscard]] std::vector<Assignment> assignmentsOf(std::span<const Proposal> proposals);
     Committed& nextWaiting();
     void enqueue(Committed& next, std::span<const Effect> effects);
     [[nodiscard]] Cell* findVisible(const AddressView& address, SecurityRole role);
-    [[nodiscard]] Verdict apply(const PbUtility::Requester& requester, const Proposal& proposal);
-    [[nodiscard]] Verdict carryOut(Cell& cell, Notification notification);
+    [[nodiscard]] Verdict apply(const PbUtility::Requester& requester, const Proposal& proposal,
+                                std::vector<Assignment>& assignments);
+    [[nodiscard]] Verdict carryOut(Cell& cell, Notification notification,
+                                   std::vector<Assignment>& assignments);
     [[nodiscard]] bool deliver();
     void notify(Notification& notification);
 

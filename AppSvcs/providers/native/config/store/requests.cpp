@@ -22,6 +22,7 @@ namespace {
 
 /// A page of a listing ends behind this; the longest variable still fits into the frame.
 constexpr std::size_t kPageBytes = pbcommon::kMaxMessageBytes / 4;
+constexpr std::size_t kEnvelopeBytes = 64;   ///< of what an answer to a change has besides
 constexpr std::size_t kMaxShownBytes = 200;  ///< of a refused value
 /// Changes that one request looks through: the next one continues, and others come in between.
 constexpr int kMaxScanned = 500;
@@ -78,11 +79,11 @@ void fill(pbcommon::Description& description, const Cell& cell, const Handlers& 
     }
 }
 
-/// A variable as it is after a change, but for the value, which is the one that was proposed.
-void showProposed(const Cell& cell, const Proposal& proposal, pbcommon::Reply& reply) {
+/// A variable as it is after a change, but for the value, which is the one that was assigned.
+void showAssigned(const Assignment& assignment, pbcommon::Reply& reply) {
     pbcommon::Variable& variable = *reply.add_variable();
-    fill(variable, cell, Secrets::kMasked);
-    variable.set_value(shown(cell, std::string(proposal.sValue)));
+    fill(variable, *assignment.cell, Secrets::kMasked);
+    variable.set_value(shown(*assignment.cell, assignment.sValue));
 }
 
 void refuse(pbcommon::Reply& reply, eErrorT code, const char* tag) {
@@ -215,18 +216,22 @@ PbUtility::Answer ConfigRequests::set(const PbUtility::Requester& requester,
     const Mode mode = set.dry_run() ? Mode::kRehearse : Mode::kCommit;
     const Verdict verdict =
         m_store.change(requester, proposals, mode, [&](const Verdict& accepted) {
-            for (const Proposal& proposal : proposals) {
-                showProposed(*m_store.find(proposal.address), proposal, reply);
+            for (const Assignment& assignment : accepted.assignments) {
+                showAssigned(assignment, reply);
             }
             Audience(m_store, requester.role, Audience::Hears::kNews)
                 .tell(*accepted.change, *reply.mutable_effect());
+            return reply.ByteSizeLong() + kEnvelopeBytes <= pbcommon::kMaxMessageBytes;
         });
+    if (verdict.code != kNoError) {
+        reply.Clear();
+    }
     reply.set_code(static_cast<pbcommon::ErrorCode>(verdict.code));
     reply.mutable_tag()->Assign(verdict.tags.begin(), verdict.tags.end());
     reply.set_reboot_needed(verdict.bRebootNeeded);
-    if (verdict.code != kNoError) {
-        reply.set_failed(static_cast<std::uint32_t>(verdict.nFailed));
-        showRefused(requester, proposals[verdict.nFailed], reply);
+    if (verdict.failed) {
+        reply.set_failed(static_cast<std::uint32_t>(*verdict.failed));
+        showRefused(requester, proposals[*verdict.failed], reply);
     }
     const std::uint64_t nRevision = verdict.change == nullptr ? 0 : verdict.change->revision();
     if (nRevision == 0) {

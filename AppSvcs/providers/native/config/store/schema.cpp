@@ -3,14 +3,12 @@
 #include <google/protobuf/io/tokenizer.h>
 #include <google/protobuf/io/zero_copy_stream_impl_lite.h>
 #include <google/protobuf/text_format.h>
-#include <strings.h>
 
 #include <algorithm>
 #include <charconv>
 #include <cstdint>
 #include <filesystem>
 #include <fstream>
-#include <iterator>
 #include <memory>
 #include <set>
 #include <utility>
@@ -19,9 +17,12 @@
 #include "address.h"
 #include "directories.h"
 #include "logmsg.h"
+#include "clientlimits.h"
 #include "names.h"
 
 namespace AppConfig {
+#include "text.h"
+#include "value.h"
 
 namespace {
 
@@ -31,6 +32,10 @@ using pbcommon::VariableRow;
 constexpr std::uint32_t kMaxInstances = 1000;
 
 /// Keeps the first fault that the text format's parser reports.
+/// Of a row; a variable's message has its texts up to four times, beside a value.
+constexpr std::size_t kMaxRowBytes = std::size_t{32} << 10;
+constexpr std::size_t kMaxFileBytes = std::size_t{16} << 20;
+constexpr std::size_t kMaxLoggedBytes = 1000;
 class FirstFault : public google::protobuf::io::ErrorCollector {
 public:
     void AddError(int line, google::protobuf::io::ColumnNumber /*column*/,
@@ -63,22 +68,6 @@ int lineOf(const TextFormat::ParseInfoTree& places, const google::protobuf::Fiel
     return nLine < 0 ? places.GetLocation(field, i).line : nLine;
 }
 
-bool isBoolean(const std::string& sValue) {
-    return strcasecmp(sValue.c_str(), "true") == 0 || strcasecmp(sValue.c_str(), "false") == 0;
-}
-
-bool isIntegerOf(const VariableRow& row, std::string_view sValue) {
-    int nValue = 0;
-    const char* const last = sValue.data() + sValue.size();
-    const auto [end, error] = std::from_chars(sValue.data(), last, nValue);
-    return error == std::errc() && end == last && nValue >= row.minimum() &&
-           nValue <= row.maximum();
-}
-
-bool isOptionOf(const VariableRow& row, std::string_view sValue) {
-    return std::find(row.option().begin(), row.option().end(), sValue) != row.option().end();
-}
-
 /// A name as the address syntax takes it, in lower case, as variables are identified.
 bool areNames(const std::string& sNode, const std::string& sVariable) {
     const auto address = pbcommon::parseAddress(sNode + "." + sVariable);
@@ -95,7 +84,11 @@ bool isLine(const std::string& sText) {
 /// A fault of the bounds that a row's kind takes, and no other kind; empty without one.
 std::string faultOfBounds(const VariableRow& row) {
     const bool bText = row.kind() == pbcommon::TEXT || row.kind() == pbcommon::SECRET;
-    const std::set<std::string> distinct(row.option().begin(), row.option().end());
+    std::set<std::string> distinct;  // letter case aside, as values are proposed
+    for (std::string sOption : row.option()) {
+        std::transform(sOption.begin(), sOption.end(), sOption.begin(), pbcommon::lower);
+        distinct.insert(std::move(sOption));
+    }
     if (row.kind() == pbcommon::KIND_UNSPECIFIED) {
         return "no kind";
     }
@@ -103,9 +96,9 @@ std::string faultOfBounds(const VariableRow& row) {
         return "options belong to an enumeration, and an enumeration needs them";
     }
     if (static_cast<int>(distinct.size()) != row.option_size()) {
-        return "an option is listed twice";
+        return "an option is listed twice, letter case aside";
     }
-    if (!std::all_of(distinct.begin(), distinct.end(), isLine)) {
+    if (!std::all_of(row.option().begin(), row.option().end(), isLine)) {
         return "an option is a line of text";
     }
     if (bText != (row.max_length() > 0)) {
@@ -113,13 +106,19 @@ std::string faultOfBounds(const VariableRow& row) {
     }
     if (row.kind() == pbcommon::INTEGER ? row.minimum() > row.maximum()
                                         : row.minimum() != 0 || row.maximum() != 0) {
+    if (row.max_length() > pbcommon::kMaxValueBytes) {
+        return "max_length goes up to " + std::to_string(pbcommon::kMaxValueBytes);
+    }
         return "minimum and maximum belong to an integer, the lower one first";
     }
     return "";
 }
 
-/// What is wrong with a row by itself; empty when nothing is.
-std::string faultOf(const VariableRow& row) {
+/// What is wrong with a row by itself; empty when nothing is, and its default is canonical then.
+std::string faultOf(VariableRow& row) {
+    if (row.ByteSizeLong() > kMaxRowBytes) {
+        return "longer than " + std::to_string(kMaxRowBytes) + " bytes";
+    }
     if (row.node().empty() || row.name().empty()) {
         return "a variable needs a node and a name";
     }
@@ -137,8 +136,9 @@ std::string faultOf(const VariableRow& row) {
     if (!sBounds.empty()) {
         return sBounds;
     }
-    return kindRefusal(row, row.default_value()) == nullptr ? ""
-                                                            : "its default is no value of its kind";
+    return canonicalise(row, row.default_value(), *row.mutable_default_value()) == nullptr
+               ? ""
+               : "its default is not a value of its kind";
 }
 
 std::string contentOf(const std::filesystem::path& path, bool& bRead) {
@@ -162,27 +162,6 @@ std::vector<std::filesystem::path> schemaFilesIn(const std::string& sDirectory) 
 }
 
 }  // namespace
-
-const char* kindRefusal(const VariableRow& row, std::string_view sValue) {
-    bool bOfKind = false;
-    switch (row.kind()) {
-        case pbcommon::BOOLEAN:
-            bOfKind = isBoolean(std::string(sValue)) && pbcommon::isCleanText(sValue);
-            break;
-        case pbcommon::INTEGER:
-            bOfKind = isIntegerOf(row, sValue);
-            break;
-        case pbcommon::ENUMERATION:
-            bOfKind = isOptionOf(row, sValue);
-            break;
-        default:
-            if (sValue.size() > row.max_length()) {
-                return ERR_TOO_LONG;
-            }
-            bOfKind = pbcommon::isCleanText(sValue);
-    }
-    return bOfKind ? nullptr : ERR_INVALID_VALUE;
-}
 
 eErrorT Schema::add(std::string_view text, const std::string& sFile, std::string& sError) {
     pbcommon::Schema parsed;
@@ -241,11 +220,9 @@ std::string Schema::preset(const pbcommon::Preset& preset) {
         return sName + ": no variable of this name";
     }
     VariableRow& row = m_rows[place->second];
-    if (kindRefusal(row, preset.default_value()) != nullptr) {
-        return sName + ": its preset is no value of its kind";
-    }
-    row.set_default_value(preset.default_value());
-    return "";
+    return canonicalise(row, preset.default_value(), *row.mutable_default_value()) == nullptr
+               ? ""
+               : sName + ": its preset is not a value of its kind";
 }
 
 Schema loadSchema() {

@@ -14,16 +14,8 @@ namespace AppConfig {
 /// The room system's own settings, in protobuf's text format.
 extern const std::string_view roomSystemSchema;
 
-/// What the store says of a refused value, each a tag for the requester.
-inline constexpr const char* ERR_INVALID_VALUE = "ERR_INVALID_VALUE";  ///< not a value of its kind
-inline constexpr const char* ERR_TOO_LONG = "ERR_TOO_LONG";            ///< text over its length
-
-/// Why `sValue` is no value of the variable's kind: one of the tags above; null when it is one.
-/// Kinds, ranges and default options count here, narrowed options do not.
-[[nodiscard]] const char* kindRefusal(const pbcommon::VariableRow& row, std::string_view sValue);
-
 /// Which variables exist. Every row is whole: its instance counts are set, its default is a value
-/// of its kind, and no two rows name the same variable.
+/// of its kind in canonical form, and no two rows name the same variable.
 class Schema {
 public:
     /// Adds the rows of a schema text and takes its presets over, all or, when one is faulty, none.

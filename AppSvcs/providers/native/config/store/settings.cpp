@@ -7,6 +7,7 @@
 #include <variant>
 
 #include "names.h"
+#include "value.h"
 
 namespace AppConfig {
 
@@ -36,7 +37,7 @@ AspectState asTheSchemaHasIt(const Cell& cell, pbcommon::Aspect aspect) {
 
 bool restoreOptions(State& state, Cell& cell, const TextsT& options) {
     const auto isOption = [&cell](const std::string& sOption) {
-        return kindRefusal(*cell.row, sOption) == nullptr;
+        return isDefaultOption(*cell.row, sOption);
     };
     if (cell.row->kind() != pbcommon::ENUMERATION ||
         !std::all_of(options.begin(), options.end(), isOption)) {
@@ -114,12 +115,14 @@ bool restore(State& state, Cell& cell, const Setting& setting) {
             return restoreOptions(state, cell, texts);
         case pbcommon::ACCESS:
             return restoreAccess(state, cell, texts);
-        default:
-            if (kindRefusal(*cell.row, *setting.content) != nullptr) {
+        default: {
+            std::string sValue;
+            if (canonicalise(*cell.row, *setting.content, sValue) != nullptr) {
                 return false;
             }
-            state.setValue(cell, *setting.content);
+            state.setValue(cell, std::move(sValue));
             return true;
+        }
     }
 }
 

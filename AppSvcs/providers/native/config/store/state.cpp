@@ -1,25 +1,14 @@
 #include "state.h"
 
-#include <strings.h>
-
 #include <algorithm>
 #include <cstdint>
 #include <map>
 #include <utility>
 
 #include "address.h"
+#include "text.h"
 
 namespace AppConfig {
-
-namespace {
-
-char lower(char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c; }
-
-bool equalIgnoringCase(std::string_view a, std::string_view b) {
-    return a.size() == b.size() && strncasecmp(a.data(), b.data(), a.size()) == 0;
-}
-
-}  // namespace
 
 AspectState present(const Cell& cell, std::size_t nAspect) {
     switch (nAspect) {
@@ -37,14 +26,15 @@ std::size_t State::NameHash::operator()(const Name& name) const {
     std::uint64_t hash = 14695981039346656037U;
     for (const std::string_view part : {name.sNode, name.sVariable}) {
         for (const char c : part) {
-            hash = (hash ^ static_cast<unsigned char>(lower(c))) * 1099511628211U;
+            hash = (hash ^ static_cast<unsigned char>(pbcommon::lower(c))) * 1099511628211U;
         }
     }
     return static_cast<std::size_t>(hash);
 }
 
 bool State::NameEqual::operator()(const Name& a, const Name& b) const {
-    return equalIgnoringCase(a.sNode, b.sNode) && equalIgnoringCase(a.sVariable, b.sVariable);
+    return pbcommon::equalIgnoringCase(a.sNode, b.sNode) &&
+           pbcommon::equalIgnoringCase(a.sVariable, b.sVariable);
 }
 
 State::State(const Schema& schema) {
