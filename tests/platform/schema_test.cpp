@@ -2,10 +2,11 @@
 
 #include <gmock/gmock.h>
 #include <google/protobuf/text_format.h>
+#include <sys/stat.h>
 
 #include "logfile.h"
-
 #include "value.h"
+
 namespace {
 
 using namespace AppConfig;
@@ -29,8 +30,8 @@ TEST(Schema, IsRefusedWholeWithPlaceAndReason) {
         {ROW("kind: ENUMERATION option: 'p\\nq' default_value: 'p\\nq'"),  "a line of text"},
         {ROW("kind: ENUMERATION option: '\\377' default_value: '\\377'"),  "a line of text"},
         {ROW("kind: SECRET"),                                              "max_length belongs"},
-    };
         {ROW("kind: TEXT max_length: 65537"),                              "max_length goes up to 65536"},
+    };
     // clang-format on
     const std::string sBefore = "variable { node: 'b' name: 'y' kind: TEXT max_length: 1 } ";
     for (const auto& [text, error] : cases) {
@@ -44,22 +45,41 @@ TEST(Schema, IsRefusedWholeWithPlaceAndReason) {
     }
 }
 
-TEST(Schema, OfTheConfigurationDirectoryIsAddedAndAFaultyFileLeftOut) {
+TEST(Schema, OfTheConfigurationDirectoryIsAddedAndWhatIsFaultyOrNotAFileIsIgnored) {
     const LogFile log;
     const TemporaryDirectory directory;
+    const auto path = [&directory](const char* name) {
+        return directory.path(name) + ".textproto";
+    };
     (void)directory.file("10-good.textproto", kGoodRow);
     (void)directory.file("20-bad.textproto", std::string("\n") + kGoodRow);
+    (void)directory.file("30-forged.textproto", "preset { node: 'a\\n<6>x' name: 'b' }");
+    ASSERT_EQ(mkfifo(path("40-fifo").c_str(), 0600), 0);
+    std::filesystem::create_directory(path("50-directory"));
+    std::filesystem::create_symlink("/proc/self/mem", path("60-unreadable"));
+    std::filesystem::create_symlink("nowhere", path("70-dangling"));
+    (void)directory.file("80-last.textproto",
+                         "preset { node: 'a' name: 'flag' default_value: 'OFF' }");
+    std::filesystem::resize_file(directory.file("90-huge.textproto"), std::size_t{17} << 20);
     setenv("CONFIGURATION_DIRECTORY", directory.path().c_str(), 1);
     const Schema schema = loadSchema();
     EXPECT_EQ(schema.rows().back().name(), "flag");
-    EXPECT_EQ(log.count("<2>test: hd[0]: cfgCommon: schema " +
-                        directory.path("20-bad.textproto:2: a.flag: listed twice")),
-              1U);
+    EXPECT_EQ(schema.rows().back().default_value(), "false");
+    for (const char* const reason :
+         {"20-bad.textproto:2: a.flag: listed twice", "30-forged.textproto:1: a\\x0a<6>x.b: no",
+          "40-fifo.textproto: cannot be read: not a file", "50-directory.textproto: cannot be read",
+          "60-unreadable.textproto: cannot be read",
+          "70-dangling.textproto: cannot be read: No such",
+          "90-huge.textproto: cannot be read: longer than"}) {
+        EXPECT_EQ(log.count("<2>test: hd[0]: cfgCommon: schema " + directory.path(reason)), 1U)
+            << log.content();
+    }
 }
 
 TEST(Value, IsStoredInCanonicalFormOrNotAtAll) {
     using namespace std::string_literals;
     using Values = std::vector<std::string>;
+    const std::string sLongZero(63, '0');
     // clang-format off
     const struct { const char* fields; std::vector<std::pair<std::string, const char*>> stored; Values invalid, tooLong; } cases[] = {
         {"kind: BOOLEAN", {{"TRUE", "true"}, {"1", "true"}, {"Yes", "true"}, {"on", "true"}, {"False", "false"}, {"0", "false"}, {"no", "false"}, {"OFF", "false"}},
@@ -90,4 +110,3 @@ TEST(Value, IsStoredInCanonicalFormOrNotAtAll) {
 }
 
 }  // namespace
-    const std::string sLongZero(63, '0');

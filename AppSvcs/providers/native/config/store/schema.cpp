@@ -5,8 +5,10 @@
 #include <google/protobuf/text_format.h>
 
 #include <algorithm>
-#include <charconv>
+#include <array>
+#include <cerrno>
 #include <cstdint>
+#include <cstring>
 #include <filesystem>
 #include <fstream>
 #include <memory>
@@ -15,14 +17,14 @@
 #include <vector>
 
 #include "address.h"
+#include "clientlimits.h"
 #include "directories.h"
 #include "logmsg.h"
-#include "clientlimits.h"
 #include "names.h"
-
-namespace AppConfig {
 #include "text.h"
 #include "value.h"
+
+namespace AppConfig {
 
 namespace {
 
@@ -30,12 +32,12 @@ using google::protobuf::TextFormat;
 using pbcommon::VariableRow;
 
 constexpr std::uint32_t kMaxInstances = 1000;
-
-/// Keeps the first fault that the text format's parser reports.
 /// Of a row; a variable's message has its texts up to four times, beside a value.
 constexpr std::size_t kMaxRowBytes = std::size_t{32} << 10;
 constexpr std::size_t kMaxFileBytes = std::size_t{16} << 20;
 constexpr std::size_t kMaxLoggedBytes = 1000;
+
+/// Keeps the first fault that the text format's parser reports.
 class FirstFault : public google::protobuf::io::ErrorCollector {
 public:
     void AddError(int line, google::protobuf::io::ColumnNumber /*column*/,
@@ -104,11 +106,11 @@ std::string faultOfBounds(const VariableRow& row) {
     if (bText != (row.max_length() > 0)) {
         return "max_length belongs to a text or secret, which needs it";
     }
-    if (row.kind() == pbcommon::INTEGER ? row.minimum() > row.maximum()
-                                        : row.minimum() != 0 || row.maximum() != 0) {
     if (row.max_length() > pbcommon::kMaxValueBytes) {
         return "max_length goes up to " + std::to_string(pbcommon::kMaxValueBytes);
     }
+    if (row.kind() == pbcommon::INTEGER ? row.minimum() > row.maximum()
+                                        : row.minimum() != 0 || row.maximum() != 0) {
         return "minimum and maximum belong to an integer, the lower one first";
     }
     return "";
@@ -141,11 +143,23 @@ std::string faultOf(VariableRow& row) {
                : "its default is not a value of its kind";
 }
 
-std::string contentOf(const std::filesystem::path& path, bool& bRead) {
+/// Reads a schema file. @return why it cannot be read; empty when `text` is its content
+std::string readFile(const std::filesystem::path& path, std::string& text) {
+    std::error_code error;
+    if (!std::filesystem::is_regular_file(path, error)) {
+        return error ? error.message() : "not a file";  // nor waited for, as a FIFO would be
+    }
     std::ifstream file(path, std::ios::binary);
-    std::string text{std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
-    bRead = file.is_open() && !file.bad();
-    return text;
+    std::array<char, 4096> part{};
+    text.clear();
+    do {
+        file.read(part.data(), part.size());  // a failure is in its state; an iterator would throw
+        text.append(part.data(), static_cast<std::size_t>(file.gcount()));
+    } while (file && text.size() <= kMaxFileBytes);
+    if (text.size() > kMaxFileBytes) {
+        return "longer than " + std::to_string(kMaxFileBytes) + " bytes";
+    }
+    return file.eof() ? "" : strerror(errno);
 }
 
 std::vector<std::filesystem::path> schemaFilesIn(const std::string& sDirectory) {
@@ -231,13 +245,14 @@ Schema loadSchema() {
     if (schema.add(roomSystemSchema, "roomsystem.textproto", sError) != kNoError) {
         logcrit("cfgCommon", "schema %s\n", sError.c_str());
     }
+    std::string text;
     for (const std::filesystem::path& path : schemaFilesIn(pbcommon::configurationDirectory())) {
-        bool bRead = false;
-        const std::string text = contentOf(path, bRead);
-        if (!bRead) {
-            logcrit("cfgCommon", "schema %s cannot be read; left out\n", path.c_str());
-        } else if (schema.add(text, path, sError) != kNoError) {
-            logcrit("cfgCommon", "schema %s; the file is left out\n", sError.c_str());
+        const std::string sFault = readFile(path, text);
+        sError = path.string() + ": cannot be read: " + sFault;
+        if (!sFault.empty() || schema.add(text, path, sError) != kNoError) {
+            // names in it are anybody's text
+            logcrit("cfgCommon", "schema %s; the file is ignored\n",
+                    pbcommon::printable(sError, kMaxLoggedBytes).c_str());
         }
     }
     return schema;
