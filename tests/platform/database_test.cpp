@@ -2,6 +2,7 @@
 #include <unistd.h>
 
 #include "storefixture.h"
+#include "version1.h"
 
 namespace {
 
@@ -93,7 +94,7 @@ TEST_F(Durable, MovesAFileAsideThatItCannotUseAndBeginsAnother) {
         {"holed",    "dd if=/dev/zero of=appconfig.db bs=1 seek=5000 count=3000 conv=notrunc 2>dd.log", "damaged"},
         {"cutshort", "truncate -s 8192 appconfig.db",                                                   "damaged"},
         {"foreign",  "rm appconfig.db; sqlite3 appconfig.db 'CREATE TABLE t (x); INSERT INTO t VALUES (1)'", "foreign"},
-        {"newer",    "sqlite3 appconfig.db 'PRAGMA user_version = 2'",                                  "newer"},
+        {"newer",    "sqlite3 appconfig.db 'PRAGMA user_version = 3'",                                  "newer"},
     };
     // clang-format on
     for (const auto& [sDirectory, make, sAside] : cases) {
@@ -109,6 +110,27 @@ TEST_F(Durable, MovesAFileAsideThatItCannotUseAndBeginsAnother) {
         EXPECT_EQ(m_log.count(" is " + sAside + "; moved aside to " + sMoved), 1U) << sDirectory;
         shell("cmp before " + sMoved + "*Z");
     }
+}
+
+TEST_F(Durable, BringsAnEarlierVersionToThisOneAlsoWhereItCanOnlyBeRead) {
+    const std::string sFile = m_home.file("version1.sql", kVersion1);
+    for (const std::string sPlace : {"readable", "writable"}) {
+        std::filesystem::create_directories(m_home.path(sPlace));
+        shell("sqlite3 " + sPlace + "/appconfig.db < " + sFile + " > journal_mode");
+        if (sPlace == "readable")
+            std::filesystem::create_directory(m_home.path("readable/appconfig.lock"));
+        start(kSchema, m_home.path(sPlace));
+        EXPECT_THAT(history(kUser), ElementsAre("1 me: n.text=a\"b | n.text:a\"b n.count:7"))
+            << sPlace;
+        EXPECT_EQ(get(kUser, "count"), "kNoError (0) n.count=7");
+    }
+    EXPECT_EQ(set(kUser, {{"text", "new"}}), "kNoError (0) n.text=new");
+    EXPECT_EQ(m_log.count("/writable/appconfig.db: bringing version 1 to version 2\n"), 1U);
+    m_store.reset();
+    shell(
+        "sqlite3 writable/appconfig.db 'SELECT group_concat(trigger_reader) FROM detail "
+        "WHERE revision = 1; SELECT * FROM secret; PRAGMA user_version' > columns");
+    EXPECT_EQ(TemporaryDirectory::contentOf(m_home.path("columns")), "user,user,user\n2\n");
 }
 
 TEST_F(Durable, ShowsButDoesNotChangeWhatItCannotWrite) {

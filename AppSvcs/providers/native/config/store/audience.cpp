@@ -49,6 +49,7 @@ void Audience::tell(const pbcommon::Change& change,
         pbcommon::Effect& effect = *told.Add();
         effect = from;
         effect.clear_reader();
+        effect.clear_trigger_reader();
         if (!effect.trigger().empty() && !mayRead(effect.trigger())) {
             effect.clear_trigger();
         }

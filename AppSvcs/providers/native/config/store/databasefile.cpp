@@ -5,9 +5,12 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <cstdlib>
 #include <cstring>
 #include <ctime>
 #include <filesystem>
+#include <iterator>
+#include <utility>
 
 #include "logmsg.h"
 
@@ -23,9 +26,9 @@ constexpr const char* kCompanions[] = {"", "-wal", "-journal"};
 /// Tells the store's databases from others: "ACfg".
 constexpr int kApplicationId = 0x41436667;
 
-// docs/database.md explains the columns
-constexpr const char* kCreate =
-    "BEGIN;"
+/// What each version has added to the one before it, from an empty file on. Files of every version
+/// are about: no text of an earlier one ever changes. docs/database.md explains the columns.
+constexpr const char* kLayouts[] = {
     "CREATE TABLE setting ("
     "  variable TEXT NOT NULL,"
     "  aspect   TEXT NOT NULL,"  // value, options, access
@@ -52,7 +55,27 @@ constexpr const char* kCreate =
     "  detail.value ->> '$[4]' AS cause,"
     "  detail.value ->> '$[5]' AS trigger,"
     "  detail.value ->> '$[6]' AS reader "
-    "FROM change, json_each(change.details) AS detail;";
+    "FROM change, json_each(change.details) AS detail;",
+
+    // details that are no JSON stay as unreadable as they were
+    "UPDATE change SET details = (SELECT json_group_array(json_insert(value, '$[#]', 'user'))"
+    "  FROM json_each(change.details)) WHERE json_valid(details);"
+    "DROP VIEW detail;"
+    "CREATE VIEW detail AS SELECT"
+    "  revision,"
+    "  detail.key              AS place,"
+    "  detail.value ->> '$[0]' AS variable,"
+    "  detail.value ->> '$[1]' AS aspect,"  // assigned, value, options, access
+    "  detail.value ->> '$[2]' AS before,"
+    "  detail.value ->> '$[3]' AS after,"
+    "  detail.value ->> '$[4]' AS cause,"
+    "  detail.value ->> '$[5]' AS trigger,"
+    "  detail.value ->> '$[6]' AS reader,"
+    "  detail.value ->> '$[7]' AS trigger_reader "
+    "FROM change, json_each(change.details) AS detail;"
+    "CREATE TABLE secret (variable TEXT PRIMARY KEY) STRICT, WITHOUT ROWID;",
+};
+static_assert(std::size(kLayouts) == DatabaseFile::kVersion);
 
 /// Makes what has been created in a directory survive a power cut. SQLite does so for its own
 /// files.
@@ -80,7 +103,7 @@ std::string nameAside(const std::string& sPath, const char* what) {
 
 DatabaseFile::DatabaseFile() : m_sPath(":memory:") {
     m_bWritable = connect(m_sPath, SQLITE_OPEN_READWRITE, nullptr) == SQLITE_OK &&
-                  create() == Condition::kOurs;
+                  bringUp() == Condition::kOurs;
 }
 
 DatabaseFile::DatabaseFile(const std::string& sDirectory, const char* vfs)
@@ -149,8 +172,12 @@ DatabaseFile::Condition DatabaseFile::open(const char* vfs) {
     close(fd);
     const int nCode = connect(m_sPath, SQLITE_OPEN_READWRITE, vfs);
     Condition condition = nCode == SQLITE_OK ? examine() : conditionAfter(nCode);
-    if (condition == Condition::kEmpty) {
-        condition = create();
+    if (condition == Condition::kEarlier) {
+        loginfo("cfgCommon", "%s: bringing version %d to version %d\n", m_sPath.c_str(), m_nVersion,
+                kVersion);
+    }
+    if (condition == Condition::kEmpty || condition == Condition::kEarlier) {
+        condition = bringUp();
     }
     if (condition == Condition::kOurs) {
         sqlite3_db_config(m_connection.get(), SQLITE_DBCONFIG_NO_CKPT_ON_CLOSE, 0, nullptr);
@@ -173,27 +200,49 @@ DatabaseFile::Condition DatabaseFile::examine() {
     if (nCode != SQLITE_OK) {
         return conditionAfter(nCode);
     }
-    if (sId == "0" && sVersion == "0" && sTables == "0") {
+    m_nVersion = std::atoi(sVersion.c_str());
+    if (sId == "0" && m_nVersion == 0 && sTables == "0") {
         return Condition::kEmpty;
     }
     if (sId != std::to_string(kApplicationId)) {
         return Condition::kForeign;
     }
-    if (sVersion != std::to_string(kVersion)) {
+    if (m_nVersion > kVersion) {
         return Condition::kNewer;
     }
     nCode = read("PRAGMA quick_check(1)", sCheck);
-    return nCode != SQLITE_OK ? conditionAfter(nCode)
-           : sCheck == "ok"   ? Condition::kOurs
-                              : Condition::kDamaged;
+    if (nCode != SQLITE_OK) {
+        return conditionAfter(nCode);
+    }
+    if (m_nVersion < 1 || sCheck != "ok") {
+        return Condition::kDamaged;
+    }
+    return m_nVersion == kVersion ? Condition::kOurs : Condition::kEarlier;
 }
 
-/// Gives a file that holds nothing its tables. Either all of it is there afterwards, or nothing.
-DatabaseFile::Condition DatabaseFile::create() {
-    const std::string sql = std::string(kCreate) +
-                            "PRAGMA application_id = " + std::to_string(kApplicationId) +
-                            "; PRAGMA user_version = " + std::to_string(kVersion) + "; COMMIT";
+/// Brings the tables to this version. Either all of it is there afterwards, or nothing.
+DatabaseFile::Condition DatabaseFile::bringUp() {
+    std::string sql = "BEGIN;";
+    for (auto nVersion = static_cast<std::size_t>(m_nVersion); nVersion < kVersion; ++nVersion) {
+        sql += kLayouts[nVersion];
+    }
+    sql += "PRAGMA application_id = " + std::to_string(kApplicationId) +
+           "; PRAGMA user_version = " + std::to_string(kVersion) + "; COMMIT";
     return conditionAfter(execute(sql.c_str()));
+}
+
+/// Goes on with a copy in memory of what can only be read, brought to this version.
+DatabaseFile::Condition DatabaseFile::bringUpCopy() {
+    const sqlite::ConnectionT file = std::move(m_connection);
+    int nCode = connect(":memory:", SQLITE_OPEN_READWRITE, nullptr);
+    if (nCode == SQLITE_OK) {
+        sqlite3_backup* const copy =
+            sqlite3_backup_init(m_connection.get(), "main", file.get(), "main");
+        (void)sqlite3_backup_step(copy, -1);
+        (void)sqlite3_backup_finish(copy);
+        nCode = sqlite3_errcode(m_connection.get());
+    }
+    return nCode == SQLITE_OK ? bringUp() : conditionAfter(nCode);
 }
 
 /// For values that can still be shown where nothing can be written. No lock can be taken then, and
@@ -209,10 +258,16 @@ void DatabaseFile::openForReading() {
     // as it is, with what waits in its "-wal"; without such a file SQLite would want to make one
     for (const char* const mode : {"?mode=ro", "?immutable=1"}) {
         const bool bWal = std::filesystem::exists(m_sPath + "-wal", error);
-        if ((mode == std::string("?mode=ro")) == bWal &&
-            connect(sUri + mode, SQLITE_OPEN_READONLY | SQLITE_OPEN_URI, "unix-none") ==
-                SQLITE_OK &&
-            examine() == Condition::kOurs) {
+        if ((mode == std::string("?mode=ro")) != bWal ||
+            connect(sUri + mode, SQLITE_OPEN_READONLY | SQLITE_OPEN_URI, "unix-none") !=
+                SQLITE_OK) {
+            continue;
+        }
+        Condition condition = examine();
+        if (condition == Condition::kEarlier) {
+            condition = bringUpCopy();
+        }
+        if (condition == Condition::kOurs) {
             logcrit("cfgCommon", "%s is read only: settings hold, nothing can be changed\n",
                     m_sPath.c_str());
             return;

@@ -14,12 +14,12 @@ namespace AppConfig {
 /// docs/database.md describes what it holds.
 ///
 /// Nothing that is there is ever destroyed. A file that is damaged, somebody else's, or of a later
-/// version than this is moved aside under a dated name, and a new one begun. Where nothing can be
-/// written, what is there is opened for reading. Each of these is logged as critical, with the
-/// file's name.
+/// version than this is moved aside under a dated name, and a new one begun. One of an earlier
+/// version is brought to this one, in one transaction. Where nothing can be written, what is there
+/// is opened for reading. Each of these is logged as critical, with the file's name.
 class DatabaseFile {
 public:
-    static constexpr int kVersion = 1;  ///< of what the tables hold
+    static constexpr int kVersion = 2;  ///< of what the tables hold
 
     /// One in memory, gone with the object.
     DatabaseFile();
@@ -39,12 +39,13 @@ public:
 
 private:
     /// What a file turned out to be.
-    enum class Condition { kOurs, kEmpty, kDamaged, kForeign, kNewer, kUnusable };
+    enum class Condition { kOurs, kEmpty, kEarlier, kDamaged, kForeign, kNewer, kUnusable };
 
     [[nodiscard]] bool claim(const std::string& sDirectory);
     [[nodiscard]] Condition open(const char* vfs);
     [[nodiscard]] Condition examine();
-    [[nodiscard]] Condition create();
+    [[nodiscard]] Condition bringUp();
+    [[nodiscard]] Condition bringUpCopy();
     void openForReading();
     [[nodiscard]] int connect(const std::string& sName, int nFlags, const char* vfs);
     [[nodiscard]] int execute(const char* sql);
@@ -55,6 +56,7 @@ private:
     std::string m_sPath;
     pbcommon::FileLock m_lock;
     sqlite::ConnectionT m_connection;
+    int m_nVersion = 0;  ///< that the tables were found in; 0: there were none
     bool m_bWritable = false;
     bool m_bHeldByAnother = false;
 };

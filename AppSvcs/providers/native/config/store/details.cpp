@@ -15,7 +15,7 @@ namespace {
 constexpr const char* kAssigned = "assigned";  ///< in the place of an aspect: no effect
 
 /// In the order of the view's columns.
-enum FieldT { kVariable, kAspect, kBefore, kAfter, kCause, kTrigger, kReader };
+enum FieldT { kVariable, kAspect, kBefore, kAfter, kCause, kTrigger, kReader, kTriggerReader };
 using FieldsT = std::array<std::string_view, std::tuple_size_v<DetailT>>;
 
 // no function: its name as an argument would be called for every character
@@ -64,12 +64,14 @@ std::string detailsOf(const pbcommon::Change& change) {
     std::string sJson;
     for (const pbcommon::Assigned& assigned : change.assignment()) {
         append(sJson, {assigned.name(), kAssigned, "", assigned.value(), "", "",
-                       pbcommon::roleName(assigned.reader())});
+                       pbcommon::roleName(assigned.reader()), ""});
     }
     for (const pbcommon::Effect& effect : change.effect()) {
         append(sJson, {effect.variable(), aspectName(effect.aspect()), joinTexts(effect.before()),
                        joinTexts(effect.after()), effect.cause(), effect.trigger(),
-                       pbcommon::roleName(effect.reader())});
+                       pbcommon::roleName(effect.reader()),
+                       effect.has_trigger_reader() ? pbcommon::roleName(effect.trigger_reader())
+                                                   : std::string()});
     }
     sJson += sJson.empty() ? "[]" : "]";
     return sJson;
@@ -92,6 +94,9 @@ void addDetail(pbcommon::Change& change, const DetailT& detail) {
     effect.set_cause(detail[kCause]);
     effect.set_trigger(detail[kTrigger]);
     effect.set_reader(roleKept(detail[kReader]));
+    if (!detail[kTriggerReader].empty()) {
+        effect.set_trigger_reader(roleKept(detail[kTriggerReader]));
+    }
 }
 
 pbcommon::Role roleKept(const std::string& sName) {

@@ -13,7 +13,7 @@ namespace AppConfig {
 [[nodiscard]] std::string detailsOf(const pbcommon::Change& change);
 
 /// The fields of one assignment or effect, as read.
-using DetailT = std::array<std::string, 7>;
+using DetailT = std::array<std::string, 8>;
 void addDetail(pbcommon::Change& change, const DetailT& detail);
 
 /// The role of a name that the database keeps; the highest for a text that is none.
