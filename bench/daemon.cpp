@@ -77,6 +77,7 @@ double Daemon::residentMebibytes() const {
 
 void Daemon::shutDown() {
     pbcommon::Request shutdown;
+    shutdown.set_role(pbcommon::kSystem);
     shutdown.mutable_shutdown();
     Client(m_sSocket).ask(shutdown);
     siginfo_t ignored;

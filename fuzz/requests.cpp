@@ -252,7 +252,7 @@ std::size_t readAnswers(const RawClient& client) {
 // ---- inputs ----------------------------------------------------------------------------------
 
 bool endsService(const Request& request) {
-    return request.has_shutdown() && (!request.has_role() || request.role() == pbcommon::kSystem);
+    return request.has_shutdown() && request.role() == pbcommon::kSystem;
 }
 
 /// Takes the first frame off `bytes`. @return false when it is no request, or not whole
@@ -347,7 +347,11 @@ private:
             case 6:
                 return request.mutable_watch()->set_pattern(pattern());
             case 7:
-                return onceIn(4) ? (void)request.mutable_shutdown() : (void)request.mutable_ping();
+                if (onceIn(4)) {
+                    request.set_role(pbcommon::kSystem);
+                    return (void)request.mutable_shutdown();
+                }
+                return (void)request.mutable_ping();
             default:
                 request.mutable_set()->set_dry_run(onceIn(8));
                 alter(*request.mutable_set());

@@ -31,7 +31,9 @@ struct LoadClient {
                 if (sAssignment.back() == '#') sAssignment += std::to_string(nNumber);
             }
             std::string sFrame;
-            EXPECT_EQ(pbcommon::appendFrame(setRequest(inFlight), sFrame), kNoError);
+            pbcommon::Request request = setRequest(inFlight);
+            request.set_role(pbcommon::kSystem);  // which is told of all that changes
+            EXPECT_EQ(pbcommon::appendFrame(request, sFrame), kNoError);
             connection.send(sFrame);
             if (!connection.receive(reply)) return;
             EXPECT_EQ(reply.code(), pbcommon::kNoError) << reply.ShortDebugString();
@@ -62,7 +64,7 @@ const LoadClient loadClients[] = {
 pbcommon::Reply ask(const std::string& sSocket, const std::string& sRequest) {
     const RawClient connection(sSocket);
     pbcommon::Reply reply;
-    connection.send(RawClient::frame(sRequest));
+    connection.send(RawClient::frame("role: kSystem " + sRequest));
     EXPECT_TRUE(connection.receive(reply)) << sRequest;
     return reply;
 }

@@ -63,15 +63,17 @@ TEST_F(Dispatcher, AnswersEveryFrameInOrderHoweverTheBytesArrive) {
     EXPECT_TRUE(client.isClosed());
 }
 
-TEST_F(Dispatcher, GrantsNoRoleAboveThePeersOwnAndEndsForTheSystemOnly) {
+TEST_F(Dispatcher, GrantsAtMostThePeersOwnRoleAboveAdminOnlyWhenAskedAndEndsForTheSystem) {
     start();
     const RawClient client(socketPath());
     for (const auto& [sFrame, sAnswer] :
-         {std::pair{getFrame("n"), "n me\\x1b 3"},
+         {std::pair{getFrame("n"), "n me\\x1b 1"},
+          {getFrame("n", "role: kSystem"), "n me\\x1b 3"},
           {getFrame("n", "role: kProvisioning"), "n me\\x1b 2"},
           {getFrame("n", "role: kStartup"), "ERR_ROLE_NOT_ALLOWED"},
           {getFrame("n", "role: -1"), "ERR_ROLE_NOT_ALLOWED"},
-          {RawClient::frame("role: kProvisioning shutdown {}"), "ERR_ROLE_NOT_ALLOWED"}}) {
+          {RawClient::frame("role: kProvisioning shutdown {}"), "ERR_ROLE_NOT_ALLOWED"},
+          {RawClient::frame("shutdown {}"), "ERR_ROLE_NOT_ALLOWED"}}) {
         EXPECT_EQ(answer(client, sFrame), sAnswer);
     }
     EXPECT_EQ(m_log.count("refused role startup to uid "), 1U);
@@ -132,12 +134,12 @@ struct PipelineCaseT {
 
 // clang-format off
 const std::string kSet1 = setFrame("s1"), kSet2 = setFrame("s2"), kDry = setFrame("d", true);
-const std::string kGet = getFrame("g");
+const std::string kGet = getFrame("g"), kShutdown = RawClient::frame("role: kSystem shutdown {}");
 const PipelineCaseT pipelineCases[] = {
     {"ChangesShareACommit",     kSet1 + kSet2 + kSet1,                   "s1 s2 s1 commit ",       "s1 s2 s1 ", "failure failure failure "},
     {"ReadingWaits",            kSet1 + kGet + kSet2,                    "s1 commit g s2 commit ", "s1 g s2 ",  "failure g failure "},
     {"RehearsalsAreHeldBehind", kDry + kSet1 + kDry + kGet,              "d s1 d commit g ",       "d s1 d g ", "d failure failure g "},
-    {"ShutdownWaits",           kSet1 + RawClient::frame("shutdown {}"), "s1 commit ",             "s1 0 ",     "failure 0 "},
+    {"ShutdownWaits",           kSet1 + kShutdown,                       "s1 commit ",             "s1 0 ",     "failure 0 "},
     {"EndedMeanwhile",          setFrame("end") + kSet1,                 "end s1 commit ",         "end s1 ",   "failure failure "},
     {"UnreadableBehind",        kSet1 + "\x00\x00\x00\x01\x07"s,         "s1 commit ",             "s1 ",       "failure "},
     {"CutBehind",               kSet1 + kSet2.substr(0, 7),              "s1 commit ",             "s1 ",       "failure "},

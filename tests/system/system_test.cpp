@@ -162,8 +162,10 @@ TEST_F(OtherUser, DoesNotHearOfWhatIsHidden) {
         EXPECT_THAT(outcome.sOut, Not(HasSubstr("privacypassword"))) << command;
         EXPECT_THAT(outcome.sErr, Not(HasSubstr("privacypassword?"))) << command;
     }
-    const std::string sAll = cfgctl("history").sOut + cfgctl("--json history").sOut +
-                             cfgctl("why management.snmp.privacypassword").sOut + m_daemon->log();
+    EXPECT_EQ(cfgctl("get management.snmp.privacypassword").nStatus, 1) << "root acts as admin";
+    const std::string sAll =
+        cfgctl("--role system history").sOut + cfgctl("--role system --json history").sOut +
+        cfgctl("--role system why management.snmp.privacypassword").sOut + m_daemon->log();
     EXPECT_THAT(sAll, HasSubstr("privacypassword=********"));
     EXPECT_THAT(sAll, Not(HasSubstr("swordfish")));
 }

@@ -44,7 +44,7 @@ void addGlobalOptions(CLI::App& app, OptionsT& options) {
     app.set_help_flag("-h,--help", "Print this help and end");
     app.add_option_function<std::string>(
            "--role", [&options](const std::string& sName) { options.role = roleOf(sName); },
-           "Act as user, admin, provisioning or system; else in your highest role")
+           "Act as user, admin, provisioning or system (default: your highest, at most admin)")
         ->type_name("ROLE");
     app.add_flag("--json", options.bJson, "Print the service's answer as one JSON document");
 }

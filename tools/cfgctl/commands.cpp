@@ -278,6 +278,7 @@ ExitStatus runPing(Session& session, const OperandsT& /*operands*/) {
 
 ExitStatus runShutdown(Session& session, const OperandsT& /*operands*/) {
     pbcommon::Request request;
+    request.set_role(pbcommon::kSystem);  // unless --role says otherwise
     request.mutable_shutdown();
     return answerPlain(session, "shutdown", session.ask(request), "shutdown accepted\n");
 }
@@ -399,7 +400,7 @@ constexpr CommandT commandTable[] = {
      "Example: cfgctl ping", runPing},
     {"shutdown", nullptr,      OperandCount::kNone, nullptr,
      "End the service",
-     "Takes the role system.\n"
+     "Requires role system, and asks for it unless --role says otherwise.\n"
      "Example: cfgctl shutdown", runShutdown},
     {"completion", "SHELL",    OperandCount::kOne, "bash",
      "Print the script that lets a shell complete this program's words",

@@ -13,7 +13,7 @@ namespace cfgctl {
 
 /// What the options of one run say.
 struct OptionsT {
-    std::optional<pbcommon::Role> role{};  ///< nothing: the highest
+    std::optional<pbcommon::Role> role{};  ///< nothing: the service's default
     bool bJson = false;
     bool bDryRun = false;
     std::optional<std::uint64_t> mostChanges{};

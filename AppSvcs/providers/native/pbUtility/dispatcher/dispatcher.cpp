@@ -3,6 +3,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <asio/buffer.hpp>
 #include <asio/post.hpp>
 #include <cerrno>
@@ -234,7 +235,7 @@ bool PbUtilsImpl::hasTurn(bool bChange) const {
 
 void PbUtilsImpl::answer(Session& session) {
     const Peer& peer = session.peer();
-    m_requester = {.role = peer.highestRole,
+    m_requester = {.role = std::min(peer.highestRole, AppConfig::kAdmin),
                    .uid = peer.uid,
                    .pid = peer.pid,
                    .sClient = pbcommon::printable(m_request.client(), kMaxClientNameBytes)};
