@@ -164,7 +164,7 @@ private:
         require(nDifferent == 0 || requester.role < AppConfig::kSystem ||
                     nDifferent == reply.effect_size(),
                 "the effects are all that is different");
-        if (!request.has_get()) {
+        if (!request.get().reveal() || requester.role < AppConfig::kAdmin) {
             checkMasked(reply);
         }
         if (request.has_why() && reply.reason_size() > 0 &&
@@ -329,6 +329,7 @@ private:
         }
         switch (below(16)) {
             case 0:
+                request.mutable_get()->set_reveal(onceIn(2));
                 return (void)fill(*request.mutable_get()->mutable_address());
             case 1:
                 return (void)fill(*request.mutable_describe()->mutable_address());

@@ -182,7 +182,7 @@ TEST_F(Durable, FallsBackWhereTheSchemaHasChangedAndReturnsWithIt) {
     EXPECT_EQ(m_log.count("<4>test: hd[0]: cfgCommon: stored value of n.text is left out: "), 1U);
     EXPECT_EQ(m_log.count("swordfish"), 0U);
     restart();
-    EXPECT_EQ(get(kSystem, "count") + get(kSystem, "password"),
+    EXPECT_EQ(get(kSystem, "count") + get(kSystem, "password", true),
               "kNoError (0) n.count=77kNoError (0) n.password=swordfish");
 }
 

@@ -111,7 +111,11 @@ TEST_F(Store, RefusesInTheOrderOfItsChecksAndLogsEachRefusalOnce) {
     m_first.bAccepts = false;
     EXPECT_EQ(set(kUser, {{"open", "2"}}), "kRejected (-51) ERR_OURS n.open=2 failed 0");
     EXPECT_EQ(list(kProvisioning, "*hidden"), "kNoError (0)");
-    EXPECT_EQ(list(kUser, "*password"), "kNoError (0) n.password=") << "unset is no secret";
+    const std::string sUnset = "kNoError (0) n.password=", sMasked = sUnset + "********";
+    EXPECT_EQ(list(kUser, "*password") + get(kUser, "password"), sUnset + sUnset);
+    set(kUser, {{"password", "swordfish"}});
+    EXPECT_EQ(get(kAdmin, "password") + get(kUser, "password", true), sMasked + sMasked);
+    EXPECT_EQ(get(kAdmin, "password", true), sUnset + "swordfish");
 }
 
 TEST_F(Store, ListsALargeSchemaPageByPageWithoutGapOrDoubling) {

@@ -64,8 +64,9 @@ protected:
     static std::string address(const std::string& sVariable) {
         return "address { node: 'n' variable: '" + google::protobuf::CEscape(sVariable) + "' }";
     }
-    std::string get(AppConfig::SecurityRole role, const char* variable) {
-        return textOf(ask(role, "get { " + address(variable) + " }"));
+    std::string get(AppConfig::SecurityRole role, const char* variable, bool bReveal = false) {
+        return textOf(
+            ask(role, "get { " + address(variable) + (bReveal ? " reveal: true }" : " }")));
     }
     std::string set(AppConfig::SecurityRole role, const Assignments& assignments,
                     bool bDryRun = false) {

@@ -71,7 +71,9 @@ TEST_F(System, AnswersEachRequestOfASession) {
          "set management.snmp.listeningport=8161  accepted  kNoError (0)\n"},
         {"set management.snmp.privacypassword <secret", 0,
          "set management.snmp.privacypassword=********  accepted  kNoError (0)\n"},
-        {"get management.snmp.privacypassword", 0, "given on stdin\n"},
+        {"get management.snmp.privacypassword", 0, "********\n"},
+        {"get --reveal management.snmp.privacypassword", 0, "given on stdin\n"},
+        {"get --reveal management.snmp.authenticationpassword", 0, "\n"},
         {"get no.such", 1, "cfgctl: no variable no.such for this role; 'cfgctl list' shows all\n"},
         {"get Management.SNMP.ListenPort", 1,
          "cfgctl: no variable Management.SNMP.ListenPort for this role; "
@@ -141,6 +143,10 @@ TEST_F(OtherUser, IsHeldToTheUserRole) {
         EXPECT_THAT(outcome.sErr, HasSubstr("kNotAuthorized (-41)")) << arguments;
     }
     EXPECT_THAT(m_daemon->log(), ContainsRegex("refused role admin to uid 65534, process [0-9]+"));
+    const Outcome masked = other("get --reveal management.snmp.community");
+    EXPECT_EQ(masked.nStatus, 1);
+    EXPECT_EQ(masked.sOut, "********\n");
+    EXPECT_EQ(masked.sErr, "cfgctl: revealing management.snmp.community requires role admin\n");
     chmod(m_home.path("run/appconfig.sock").c_str(), 0600);
     EXPECT_THAT(other("ping").sErr, HasSubstr("ermission"));
 }

@@ -116,8 +116,7 @@ void complainRefusedName(Session& session, const std::string& what, const std::s
 template <typename BodyT>
 pbcommon::Reply askAbout(Session& session, const std::string& what,
                          const pbcommon::VariableAddress& address,
-                         BodyT* (pbcommon::Request::*body)()) {
-    pbcommon::Request request;
+                         BodyT* (pbcommon::Request::*body)(), pbcommon::Request request = {}) {
     fillAddress(address, *(request.*body)()->mutable_address());
     pbcommon::Reply reply = session.ask(request);
     if (!isAccepted(reply)) {
@@ -126,13 +125,27 @@ pbcommon::Reply askAbout(Session& session, const std::string& what,
     return reply;
 }
 
+/// Says on standard error that a value was to be revealed and is masked all the same.
+/// @return whether it is so
+bool complainMasked(const Session& session, const pbcommon::Variable& variable) {
+    const bool bMasked = session.options().bReveal && variable.kind() == pbcommon::SECRET &&
+                         variable.value() == pbcommon::kMaskedSecret;
+    if (bMasked) {
+        complain("revealing " + variable.name() + " requires role admin");
+    }
+    return bMasked;
+}
+
 ExitStatus runGet(Session& session, const OperandsT& operands) {
     std::vector<pbcommon::VariableAddress> addresses;
     std::ranges::transform(operands, std::back_inserter(addresses), addressOf);
+    pbcommon::Request request;
+    request.mutable_get()->set_reveal(session.options().bReveal);
     pbcommon::Reply all;  // the variables, and the first refusal
+    bool bMasked = false;
     for (std::size_t i = 0; i < addresses.size(); ++i) {
         const pbcommon::Reply reply =
-            askAbout(session, "get", addresses[i], &pbcommon::Request::mutable_get);
+            askAbout(session, "get", addresses[i], &pbcommon::Request::mutable_get, request);
         if (isAccepted(reply) || isAccepted(all)) {
             all.MergeFrom(reply);
         }
@@ -142,9 +155,10 @@ ExitStatus runGet(Session& session, const OperandsT& operands) {
         if (isAccepted(reply) && !session.options().bJson && reply.variable_size() > 0) {
             print(valueText(reply.variable(0), addresses.size() == 1));
         }
+        bMasked |= reply.variable_size() > 0 && complainMasked(session, reply.variable(0));
     }
     print(session.options().bJson ? jsonText(all) : "");
-    return isAccepted(all) ? kAccepted : kRefused;
+    return isAccepted(all) && !bMasked ? kAccepted : kRefused;
 }
 
 /// "NAME=VALUE" as the reply's variable shows it, with a secret masked. What was typed is no
@@ -345,6 +359,9 @@ ExitStatus runComplete(Session& /*session*/, const OperandsT& operands) {
 constexpr OptionT kDryRunOption = {
     "--dry-run", &OptionsT::bDryRun, nullptr,                nullptr,    0, 0,
     "Tell what would happen, and change nothing"};
+constexpr OptionT kRevealOption = {
+    "--reveal",  &OptionsT::bReveal, nullptr,                nullptr,    0, 0,
+    "Show secrets in clear (requires role admin)"};
 constexpr OptionT kNumberOption = {
     "-n",        nullptr,            &OptionsT::mostChanges, "COUNT",    1, UINT32_MAX,
     "The newest so many; 25 unless given"};
@@ -356,8 +373,9 @@ constexpr CommandT commandTable[] = {
     // name      operand       count, and what it is
     {"get",      "NAME",       OperandCount::kAny, "Variables to print",
      "Print values",
-     "One NAME prints its bare value, several print 'name = value' lines.\n"
-     "Example: cfgctl get management.snmp.traptarget.targetport[1]", runGet},
+     "One NAME prints its bare value, several print 'name = value' lines. A secret is masked\n"
+     "unless it is to be revealed.\n"
+     "Example: cfgctl get management.snmp.traptarget.targetport[1]", runGet, &kRevealOption},
     {"set",      "NAME=VALUE", OperandCount::kAny, "Assignments, made in this order",
      "Change values, all of them or none",
      "A single NAME without '=' takes its value from standard input, which keeps a secret\n"

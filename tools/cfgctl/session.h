@@ -16,6 +16,7 @@ struct OptionsT {
     std::optional<pbcommon::Role> role{};  ///< nothing: the service's default
     bool bJson = false;
     bool bDryRun = false;
+    bool bReveal = false;
     std::optional<std::uint64_t> mostChanges{};
     std::optional<std::uint64_t> since{};  ///< revision
 };

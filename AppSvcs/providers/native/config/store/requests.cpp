@@ -189,7 +189,8 @@ const Cell* ConfigRequests::find(const PbUtility::Requester& requester,
 void ConfigRequests::get(const PbUtility::Requester& requester, const pbcommon::Get& get,
                          pbcommon::Reply& reply) {
     if (const Cell* const cell = find(requester, get.address(), reply)) {
-        fill(*reply.add_variable(), *cell, Secrets::kShown);
+        const bool bRevealed = get.reveal() && requester.role >= kAdmin;
+        fill(*reply.add_variable(), *cell, bRevealed ? Secrets::kShown : Secrets::kMasked);
     }
 }
 
