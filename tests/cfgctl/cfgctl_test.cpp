@@ -130,6 +130,21 @@ TEST(ChangeText, TellsWhatElseAChangeDid) {
                 HasSubstr("admin/system  (change a.c)\n"));
 }
 
+TEST(TimeText, CountsFromTheSecondBefore) {
+    // clang-format off
+    const std::pair<std::int64_t, const char*> cases[] = {
+        {1'999,      "1970-01-01 00:00:00.001"},
+        {-1,         "1969-12-31 23:59:59.999"},
+        {-1'000'000, "1969-12-31 23:59:59.000"},
+    };
+    // clang-format on
+    for (const auto& [nMicroseconds, text] : cases) {
+        pbcommon::Change change;
+        change.set_time_us(nMicroseconds);
+        EXPECT_EQ(timeText(change), text);
+    }
+}
+
 TEST(NewsText, TellsWhatIsMissingWhereItIsMissing) {
     const auto reply = parsed<pbcommon::Reply>(
         "oldest: 8 history { revision: 8 } missed: 2 change { revision: 11 }");

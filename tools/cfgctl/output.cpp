@@ -7,6 +7,7 @@
 #include <algorithm>
 #include <array>
 #include <cerrno>
+#include <chrono>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -254,14 +255,17 @@ std::string effectLines(const EffectsT& effects, const StreamT& stream) {
 }
 
 std::string timeText(const pbcommon::Change& change) {
-    const auto nSeconds = static_cast<std::time_t>(change.time_us() / 1'000'000);
+    const std::chrono::microseconds sinceEpoch(change.time_us());
+    // rounded down: before 1970, too, the fraction counts from the second before it
+    const auto seconds = std::chrono::floor<std::chrono::seconds>(sinceEpoch);
+    const std::time_t nSeconds = seconds.count();
     std::tm parts{};
     localtime_r(&nSeconds, &parts);
     std::array<char, 64> text{};
     const std::size_t nLength =
         std::strftime(text.data(), text.size(), "%Y-%m-%d %H:%M:%S", &parts);
-    const std::string sMilliseconds =
-        std::to_string(1000 + change.time_us() / 1000 % 1000).substr(1);
+    const auto nMilliseconds = (sinceEpoch - seconds) / std::chrono::milliseconds(1);
+    const std::string sMilliseconds = std::to_string(1000 + nMilliseconds).substr(1);
     return std::string(text.data(), nLength) + "." + sMilliseconds;
 }
 

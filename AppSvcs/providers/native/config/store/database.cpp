@@ -101,11 +101,10 @@ eErrorT Database::commit(std::span<const Committed> changes) {
 int Database::write(const Committed& committed) {
     const pbcommon::Change& change = committed.change;
     const auto nRevision = static_cast<std::int64_t>(change.revision());
-    int nCode =
-        m_putChange
-            .with(nRevision, static_cast<std::int64_t>(change.time_us()), change.client(),
-                  change.uid(), change.pid(), pbcommon::roleName(change.role()), detailsOf(change))
-            .run();
+    int nCode = m_putChange
+                    .with(nRevision, change.time_us(), change.client(), change.uid(), change.pid(),
+                          pbcommon::roleName(change.role()), detailsOf(change))
+                    .run();
     for (const Setting& setting : committed.settings) {
         if (nCode != SQLITE_OK) {
             return nCode;
@@ -146,7 +145,7 @@ eErrorT Database::readHistory(std::uint64_t nFrom, std::uint64_t nTo, Order orde
     while (rows.next()) {
         pbcommon::Change change;
         change.set_revision(static_cast<std::uint64_t>(rows.integer(0)));
-        change.set_time_us(static_cast<std::uint64_t>(rows.integer(1)));
+        change.set_time_us(rows.integer(1));
         change.set_client(rows.text(2));
         change.set_uid(static_cast<std::uint32_t>(rows.integer(3)));
         change.set_pid(static_cast<std::int32_t>(rows.integer(4)));

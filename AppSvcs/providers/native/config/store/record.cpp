@@ -9,10 +9,9 @@ namespace AppConfig {
 
 namespace {
 
-std::uint64_t nowMicroseconds() {
+std::int64_t nowMicroseconds() {
     const auto sinceEpoch = std::chrono::system_clock::now().time_since_epoch();
-    return static_cast<std::uint64_t>(
-        std::chrono::duration_cast<std::chrono::microseconds>(sinceEpoch).count());
+    return std::chrono::duration_cast<std::chrono::microseconds>(sinceEpoch).count();
 }
 
 const char* causeName(Cause::Call call) {
