@@ -110,6 +110,7 @@ TEST_F(Store, RefusesInTheOrderOfItsChecksAndLogsEachRefusalOnce) {
         << "whatever the requester may propose, in canonical form if it has one";
     m_first.bAccepts = false;
     EXPECT_EQ(set(kUser, {{"open", "2"}}), "kRejected (-51) ERR_OURS n.open=2 failed 0");
+    m_first.bAccepts = true;
     EXPECT_EQ(list(kProvisioning, "*hidden"), "kNoError (0)");
     const std::string sUnset = "kNoError (0) n.password=", sMasked = sUnset + "********";
     EXPECT_EQ(list(kUser, "*password") + get(kUser, "password"), sUnset + sUnset);
@@ -239,6 +240,35 @@ TEST_F(Store, TellsAWatcherOfWhatItsRoleMaySeeAndOfNothingElse) {
             EXPECT_THAT(set(kSystem, c.assignments, bDryRun), testing::StartsWith("kNoError"));
             EXPECT_EQ(textOf(m_others.told), told);
         }
+    }
+}
+
+TEST_F(Store, ShowsOfAChangeWhatItsOwnMomentShowsWhateverSharesItsCommit) {
+    for (const bool bHiddenFirst : {false, true}) {
+        start(kSchema);
+        for (const char* const variable : {"open", "other"}) provide(variable, &m_first);
+        m_first.reaction = [this](const std::string& sValue) {
+            const SecurityRole system = kSystem;
+            std::list<std::pair<ConfigVar, eErrorT>> errors;
+            if (sValue == "true")
+                manager().setConfigVar("n", 0, "choice", 0, "b", nullptr);
+            else
+                manager().setAccessLevels({{"n", "open"}}, &system, nullptr, errors);
+        };
+        m_others.watcher = {.role = kUser, .sPattern = "*choice"};
+        m_others.all.clear();
+        m_others.bHeld = true;
+        for (const bool bHide : {bHiddenFirst, !bHiddenFirst}) {
+            set(kSystem, {bHide ? std::pair{"other", "false"} : std::pair{"open", "true"}});
+        }
+        ASSERT_EQ(m_others.commit(m_store->requests()), kNoError);
+        m_others.bHeld = false;
+        ASSERT_EQ(m_others.all.size(), 1U);
+        EXPECT_EQ(m_others.told.effect(m_others.told.effect_size() - 1).trigger(),
+                  bHiddenFirst ? "" : "n.open");
+        const pbcommon::Reply later = ask(kUser, "history { pattern: '*choice' }");
+        EXPECT_EQ(textOf(later.history(0)), std::to_string(1 + bHiddenFirst) + " me: | n.choice:b");
+        EXPECT_EQ(later.history(0).effect(0).trigger(), "") << "it is hidden now";
     }
 }
 

@@ -3,12 +3,13 @@
 
 #include <functional>
 #include <string>
+#include <vector>
 
 #include "messages.pb.h"
 #include "requesthandler.h"
 
-/// Stands for the dispatcher: puts requests to a handler, commits each at once, and keeps what the
-/// one who watches has been told.
+/// Stands for the dispatcher: puts requests to a handler, commits each at once or several together,
+/// and keeps what the one who watches has been told last.
 class OneWatcher : private PbUtility::Publisher, private PbUtility::Client {
 public:
     pbcommon::Reply ask(PbUtility::RequestHandler& handler, const PbUtility::Requester& requester,
@@ -16,18 +17,25 @@ public:
         pbcommon::Reply reply, failure;
         const bool bFinal =
             handler.handle(requester, request, reply, *this) == PbUtility::Answer::kFinal;
-        return bFinal || handler.commit(*this, failure) == kNoError ? reply : failure;
+        return bFinal || bHeld || handler.commit(*this, failure) == kNoError ? reply : failure;
     }
+    eErrorT commit(PbUtility::RequestHandler& handler) {
+        pbcommon::Reply failure;
+        return handler.commit(*this, failure);
+    }
+
+    bool bHeld = false;  ///< changes wait for commit()
 
     PbUtility::Watcher watcher;
     pbcommon::Change told;
+    std::vector<pbcommon::Change> all;
 
 private:
     eErrorT watch(PbUtility::Watcher asked) override { return watcher = asked, kNoError; }
     void publish(
         const std::function<bool(const PbUtility::Watcher&, pbcommon::Reply&)>& news) override {
         pbcommon::Reply message;
-        if (news(watcher, message)) told = message.change();
+        if (news(watcher, message)) told = message.change(), all.push_back(told);
     }
 };
 

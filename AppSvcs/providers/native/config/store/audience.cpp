@@ -50,7 +50,7 @@ void Audience::tell(const pbcommon::Change& change,
         effect = from;
         effect.clear_reader();
         effect.clear_trigger_reader();
-        if (!effect.trigger().empty() && !mayRead(effect.trigger())) {
+        if (!effect.trigger().empty() && !mayHear(from.trigger(), from.trigger_reader())) {
             effect.clear_trigger();
         }
     }

@@ -35,6 +35,8 @@ void fill(pbcommon::Effect& message, const Effect& effect) {
     message.set_cause(causeName(effect.cause.call));
     if (effect.cause.trigger != nullptr) {
         message.set_trigger(effect.cause.trigger->sAddress);
+        // as the change leaves it, before another that shares its commit
+        message.set_trigger_reader(static_cast<pbcommon::Role>(effect.cause.trigger->access.read));
     }
     message.set_reader(static_cast<pbcommon::Role>(effect.lowestReader));
 }
