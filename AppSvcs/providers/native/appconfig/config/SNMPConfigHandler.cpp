@@ -30,8 +30,6 @@ constexpr PortRangeParamT usedPortTable[] = {
     {1720, 1720}, {3230, 3301}, {5001, 5001}, {5060, 5061}, {7070, 7071},
 };
 
-constexpr const char* versionSwitchTable[] = {"versionone", "versiontwo", "versionthree"};
-
 /// What switching one SNMP version does to the trap targets' choices. Rows are tried in order; the
 /// first whose other switch is off, or that names none, applies.
 struct VersionOptionParamT {
@@ -171,7 +169,8 @@ bool SNMPConfigHandler::isValid(const std::string& sNode, int /*nNodeInstance*/,
     }
 
     const bool bResult = errorString == EMPTYSTRING;
-    cfgResult.fillConfigResult(bResult, bResult ? kNoError : kBadParameter, false);
+    const eErrorT err = bResult ? kNoError : kBadParameter;
+    cfgResult.fillConfigResult(bResult, err, false);
     if (!bResult) {
         cfgResult.addResultMessage(errorString);
     }
@@ -200,20 +199,17 @@ bool SNMPConfigHandler::isTrapPortValid(int nPort) {
 
 bool SNMPConfigHandler::isLastVersionDisabled(const std::string& sVariable,
                                               const std::string& sValue) {
-    if (!m_configManager->getConfigVarBool(SNMP_NODE, 0, "enabled", 0)) {
+    const bool isSNMPEnabled = m_configManager->getConfigVarBool(SNMP_NODE, 0, "enabled", 0);
+    if (!isSNMPEnabled) {
         return false;
     }
-    bool bIsVersion = false;
-    bool bOtherEnabled = false;
-    for (const char* versionSwitch : versionSwitchTable) {
-        const bool bEnabled = m_configManager->getConfigVarBool(SNMP_NODE, 0, versionSwitch, 0);
-        if (sVariable == versionSwitch) {
-            bIsVersion = true;
-        } else if (bEnabled) {
-            bOtherEnabled = true;
-        }
-    }
-    return bIsVersion && !bOtherEnabled && isFalse(sValue);
+    const bool snmpVersion1 = m_configManager->getConfigVarBool(SNMP_NODE, 0, "versionone", 0);
+    const bool snmpVersion2 = m_configManager->getConfigVarBool(SNMP_NODE, 0, "versiontwo", 0);
+    const bool snmpVersion3 = m_configManager->getConfigVarBool(SNMP_NODE, 0, "versionthree", 0);
+    const bool bLast = (sVariable == "versionone" && !snmpVersion2 && !snmpVersion3) ||
+                       (sVariable == "versiontwo" && !snmpVersion1 && !snmpVersion3) ||
+                       (sVariable == "versionthree" && !snmpVersion1 && !snmpVersion2);
+    return bLast && isFalse(sValue);
 }
 
 bool SNMPConfigHandler::SNMPPortValidate(int snmpPort) {

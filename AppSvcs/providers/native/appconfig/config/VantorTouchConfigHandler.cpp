@@ -71,8 +71,12 @@ bool VantorTouchConfigHandler::isValid(const std::string& sNode, int nNodeInstan
     }
     const bool bNeedsPrevious = sNode == HOME_SCREEN_NODE && sVariable == "enabled" &&
                                 nNodeInstance >= 1 && isTrue(sValues.front());
-    const bool bResult = !bNeedsPrevious || m_configManager->getConfigVarBool(
-                                                HOME_SCREEN_NODE, nNodeInstance - 1, "enabled", 0);
+    bool bResult = true;
+    if (bNeedsPrevious) {
+        const bool isPrevHomeScreenEnable =
+            m_configManager->getConfigVarBool(HOME_SCREEN_NODE, nNodeInstance - 1, "enabled", 0);
+        bResult = isPrevHomeScreenEnable;
+    }
     if (!bResult) {
         logerr("appconfig",
                "VantorTouchConfigHandler::isValid : error::Previous Home Screen is not Enable\n");
@@ -106,7 +110,8 @@ void VantorTouchConfigNotificationHandler::change(const std::string& sNode, int 
     }
     for (const FeatureParamT& feature : featureTable) {
         if (sNode == feature.nodeName && sVariable == feature.varName) {
-            ValidateConfigVar(isNotFalse(sValue), &feature == &recentCalls);
+            const bool isEnable = isNotFalse(sValue);
+            ValidateConfigVar(isEnable, &feature == &recentCalls);
         }
     }
 }
@@ -127,6 +132,8 @@ void VantorTouchConfigNotificationHandler::ValidateVantorTouchOptions() {
 void VantorTouchConfigNotificationHandler::ValidateConfigVar(bool isEnabled, bool isRecentConfig) {
     const FeatureParamT& changed = isRecentConfig ? recentCalls : speedDial;
     const FeatureParamT& other = isRecentConfig ? speedDial : recentCalls;
+    const std::string& hsButtonsDeletedOption = changed.button;
+    const std::string& placeACallSubpageDeletedOption = changed.subPage;
     // always from the defaults: what an earlier call removed comes back
     std::vector<std::string> hsButtonOptions;
     m_configManager->getConfigDefaultOptions(HOME_SCREEN_NODE, 0, "button", 0, hsButtonOptions);
@@ -154,11 +161,11 @@ void VantorTouchConfigNotificationHandler::ValidateConfigVar(bool isEnabled, boo
         }
         m_configManager->setConfigOptions(sNode, nNodeInstance, varName, nVarInstance, options);
     };
-    publish(TOUCH_NODE, 0, "placeacallsubpages", 0, changed.subPage, SUB_PAGE_FALLBACK,
-            optionsPlaceACallSubpage);
+    publish(TOUCH_NODE, 0, "placeacallsubpages", 0, placeACallSubpageDeletedOption,
+            SUB_PAGE_FALLBACK, optionsPlaceACallSubpage);
     for (int i = 0; i < SCREENS_WITH_BUTTONS; ++i) {
         for (int j = 0; j < BUTTONS; ++j) {
-            publish(HOME_SCREEN_NODE, i, "button", j, changed.button, BUTTON_FALLBACK,
+            publish(HOME_SCREEN_NODE, i, "button", j, hsButtonsDeletedOption, BUTTON_FALLBACK,
                     hsButtonOptions);
         }
     }

@@ -31,9 +31,6 @@ public:
 
     virtual ~AppConfigServiceProvider();
 
-    AppConfigServiceProvider(const AppConfigServiceProvider&) = delete;
-    AppConfigServiceProvider& operator=(const AppConfigServiceProvider&) = delete;
-
     /// Starts the endpoint, registers the handlers with the store and brings the touch panel's and
     /// the user interface's settings into line. No handler is called back before runProvider().
     void initialize();
@@ -43,6 +40,9 @@ public:
 
 private:
     AppConfigServiceProvider();
+    // a second one would register every handler twice
+    AppConfigServiceProvider(const AppConfigServiceProvider&) = delete;
+    AppConfigServiceProvider& operator=(const AppConfigServiceProvider&) = delete;
 
     void registerHandlers();
 
