@@ -22,6 +22,7 @@ struct TracingHandler : public ProviderConfigHandler, public ConsumerConfigHandl
     bool isValid(Text sNode, int, Text sVariable, int, const Values& sValues, SecurityRole role,
                  ConfigResult& cfgResult) override {
         note("isValid", sNode, sVariable, sValues, std::to_string(role));
+        sContext = cfgResult.getClientName() + ": " + cfgResult.getServerContext();
         cfgResult.addResultMessage("ERR_OURS");
         return cfgResult.fillConfigResult(bAccepts, kNoError, true);
     }
@@ -40,6 +41,7 @@ struct TracingHandler : public ProviderConfigHandler, public ConsumerConfigHandl
 
     const std::string sName;
     std::vector<std::string>& trace;
+    std::string sContext;
     bool bAccepts = true;
     std::function<void(Text)> reaction = [](Text) {};
 };
@@ -193,6 +195,7 @@ TEST_F(Store, AsksTheProviderThenStoresThenTellsOneHandlerAfterTheOther) {
     };
     EXPECT_EQ(set(kAdmin, {{"open", "TRUE"}, {"text", "x"}}),
               "kNoError (0) n.open=true n.text=x reboot");
+    EXPECT_EQ(m_first.sContext, "me: uid 7, process 8 (me), role admin");
     EXPECT_THAT(m_trace, ElementsAre("second onSet n.other true 4", "first isValid n.open true 1",
                                      "first onSet n.open true 1", "stored true x",
                                      "second change n.open true me", "first change n.open true me",

@@ -9,7 +9,6 @@
 #include "cfghandler.h"
 #include "configstore.h"
 #include "dispatcher.h"
-#include "logmsg.h"
 
 namespace AppConfig {
 
@@ -100,27 +99,12 @@ eErrorT AppCfgManager::setAccessLevels(const std::list<ConfigVar>& vars,
 
 }  // namespace AppConfig
 
-namespace {
-
-template <typename Handler>
-eErrorT addHandler(const std::string& sNode, const std::string& sVariable, Handler* handler,
-                   AppConfig::AppCfgManager* manager) {
-    const eErrorT result = AppConfig::ConfigStore::of(manager).add(sNode, sVariable, handler);
-    if (result != kNoError) {
-        logerr("cfgCommon", "no handler for %s.%s: code %d\n", sNode.c_str(), sVariable.c_str(),
-               result);
-    }
-    return result;
-}
-
-}  // namespace
-
 eErrorT registerHandler(std::string nodeName, std::string varName, ProviderConfigHandler* handler,
                         AppConfig::AppCfgManager* manager) {
-    return addHandler(nodeName, varName, handler, manager);
+    return AppConfig::ConfigStore::of(manager).add(nodeName, varName, handler);
 }
 
 eErrorT registerHandler(std::string nodeName, std::string varName, ConsumerConfigHandler* handler,
                         AppConfig::AppCfgManager* manager) {
-    return addHandler(nodeName, varName, handler, manager);
+    return AppConfig::ConfigStore::of(manager).add(nodeName, varName, handler);
 }
