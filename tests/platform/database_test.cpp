@@ -213,4 +213,28 @@ TEST_F(Durable, KeepsTheNewestTenThousandChangesAndTellsThemPageByPage) {
               "kBadParameter (-3) ERR_UNKNOWN_REVISION");
 }
 
+/// A page of history that is left before its end, as most are, must not keep the log from being
+/// started over, nor must one large commit leave a large log behind.
+TEST_F(Durable, KeepsTheLogSmallWhateverIsReadBetweenChanges) {
+    restart();
+    const std::string sLog = state() + "/appconfig.db-wal";
+    std::uintmax_t nLongest = 0;
+    for (int i = 1; i <= 300; ++i) {
+        set(kUser, {{"text", std::string(9000, i % 2 == 0 ? 'a' : 'b')}});
+        (void)ask(kUser, "history { pattern: '*' limit: 1 }");
+        (void)ask(kUser, "watch { pattern: '*' since: " + std::to_string(i / 2) + " }");
+        (void)ask(kUser, "why { " + address("text") + " }");
+        nLongest = std::max(nLongest, std::filesystem::file_size(sLog));
+    }
+    EXPECT_LT(nLongest, 8U << 20);
+
+    Committed large;
+    large.change.set_revision(m_store->database().newest() + 1);
+    large.settings = {{"n.text", pbcommon::VALUE, std::string(20 << 20, 'x')}};
+    ASSERT_EQ(m_store->database().commit({&large, 1}), kNoError);
+    EXPECT_GT(std::filesystem::file_size(sLog), 16U << 20);
+    set(kUser, {{"count", "1"}});
+    EXPECT_LE(std::filesystem::file_size(sLog), 8U << 20);
+}
+
 }  // namespace

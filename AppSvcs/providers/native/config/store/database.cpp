@@ -14,7 +14,7 @@ namespace {
 /// So many changes over its length does the history grow before they are dropped together.
 constexpr std::uint64_t kPruneBatch = 100;
 
-std::optional<std::string> contentIn(const sqlite::Statement& row, int nColumn) {
+std::optional<std::string> contentIn(const sqlite::Query& row, int nColumn) {
     return row.isNull(nColumn) ? std::nullopt : std::optional(row.text(nColumn));
 }
 
@@ -45,7 +45,8 @@ void Database::prepare() {
     m_getFields = {db,
                    "SELECT field.value FROM change, json_tree(details) AS field "
                    "WHERE revision = ? AND field.type = 'text' ORDER BY field.id"};
-    sqlite::Statement ends(db, "SELECT max(revision), min(revision) FROM change");
+    sqlite::Statement bounds(db, "SELECT max(revision), min(revision) FROM change");
+    sqlite::Query ends = bounds.with();
     if (ends.next() && !ends.isNull(0)) {
         m_nNewest = static_cast<std::uint64_t>(ends.integer(0));
         m_nOldest = static_cast<std::uint64_t>(ends.integer(1));
@@ -53,7 +54,8 @@ void Database::prepare() {
 }
 
 void Database::readSettings(const std::function<void(const Setting&)>& visit) {
-    sqlite::Statement rows(m_file.connection(), "SELECT variable, aspect, content FROM setting");
+    sqlite::Statement all(m_file.connection(), "SELECT variable, aspect, content FROM setting");
+    sqlite::Query rows = all.with();
     while (m_file.connection() != nullptr && rows.next()) {
         if (const auto aspect = aspectNamed(rows.text(1))) {
             visit({.sVariable = rows.text(0), .aspect = *aspect, .content = contentIn(rows, 2)});
@@ -62,12 +64,13 @@ void Database::readSettings(const std::function<void(const Setting&)>& visit) {
 }
 
 bool Database::find(Setting& setting, std::uint64_t& nRevision) {
-    if (!m_getSetting.with(setting.sVariable, aspectName(setting.aspect)).next()) {
+    sqlite::Query rows = m_getSetting.with(setting.sVariable, aspectName(setting.aspect));
+    if (!rows.next()) {
         return false;
     }
-    setting.content = contentIn(m_getSetting, 0);
-    nRevision = static_cast<std::uint64_t>(m_getSetting.integer(1));
-    return m_getSetting.run() == SQLITE_OK;
+    setting.content = contentIn(rows, 0);
+    nRevision = static_cast<std::uint64_t>(rows.integer(1));
+    return true;
 }
 
 eErrorT Database::commit(std::span<const Committed> changes) {
@@ -139,9 +142,9 @@ eErrorT Database::readHistory(std::uint64_t nFrom, std::uint64_t nTo, Order orde
     if (m_file.connection() == nullptr) {
         return kNoError;
     }
-    sqlite::Statement& rows = order == Order::kOldestFirst ? m_getUp : m_getDown;
-    rows.with(static_cast<std::int64_t>(std::max(nFrom, oldest())),
-              static_cast<std::int64_t>(std::min(nTo, m_nNewest)));
+    sqlite::Statement& changes = order == Order::kOldestFirst ? m_getUp : m_getDown;
+    sqlite::Query rows = changes.with(static_cast<std::int64_t>(std::max(nFrom, oldest())),
+                                      static_cast<std::int64_t>(std::min(nTo, m_nNewest)));
     while (rows.next()) {
         pbcommon::Change change;
         change.set_revision(static_cast<std::uint64_t>(rows.integer(0)));
@@ -163,15 +166,15 @@ eErrorT Database::readHistory(std::uint64_t nFrom, std::uint64_t nTo, Order orde
 int Database::readDetails(pbcommon::Change& change) {
     DetailT detail;
     std::size_t nField = 0;
-    m_getFields.with(static_cast<std::int64_t>(change.revision()));
-    while (m_getFields.next()) {
-        detail[nField] = m_getFields.text(0);
+    sqlite::Query fields = m_getFields.with(static_cast<std::int64_t>(change.revision()));
+    while (fields.next()) {
+        detail[nField] = fields.text(0);
         if (++nField == detail.size()) {
             addDetail(change, detail);
             nField = 0;
         }
     }
-    return m_getFields.code();
+    return fields.code();
 }
 
 eErrorT Database::failed(const char* what, eErrorT code) const {

@@ -285,11 +285,13 @@ int DatabaseFile::connect(const std::string& sName, int nFlags, const char* vfs)
     const int nCode =
         sqlite3_open_v2(sName.c_str(), &connection, nFlags | SQLITE_OPEN_NOMUTEX, vfs);
     m_connection.reset(connection);
-    // exclusive before all else: SQLite then keeps the index of the "-wal" in memory of its own
+    // exclusive before all else: SQLite then keeps the index of the "-wal" in memory of its own; a
+    // "-wal" that one large commit has left longer than the limit is cut by the next
     return nCode != SQLITE_OK ? nCode
                               : execute(
                                     "PRAGMA locking_mode = EXCLUSIVE;"
                                     "PRAGMA synchronous = FULL;"
+                                    "PRAGMA journal_size_limit = 8388608;"
                                     "PRAGMA cache_size = -64;"
                                     "PRAGMA temp_store = MEMORY");
 }
@@ -301,10 +303,11 @@ int DatabaseFile::execute(const char* sql) {
 /// The first column of the first row.
 int DatabaseFile::read(const char* sql, std::string& text) {
     sqlite::Statement statement(m_connection.get(), sql);
-    if (statement.next()) {
-        text = statement.text(0);
+    sqlite::Query rows = statement.with();
+    if (rows.next()) {
+        text = rows.text(0);
     }
-    return statement.code() == SQLITE_ROW ? SQLITE_OK : statement.code();
+    return rows.code() == SQLITE_ROW ? SQLITE_OK : rows.code();
 }
 
 DatabaseFile::Condition DatabaseFile::conditionAfter(int nCode) const {
