@@ -130,7 +130,7 @@ TEST_F(Durable, BringsAnEarlierVersionToThisOneAlsoWhereItCanOnlyBeRead) {
     shell(
         "sqlite3 writable/appconfig.db 'SELECT group_concat(trigger_reader) FROM detail "
         "WHERE revision = 1; SELECT * FROM secret; PRAGMA user_version' > columns");
-    EXPECT_EQ(TemporaryDirectory::contentOf(m_home.path("columns")), "user,user,user\n2\n");
+    EXPECT_EQ(TemporaryDirectory::contentOf(m_home.path("columns")), "user,user,user\nn.password\n2\n");
 }
 
 TEST_F(Durable, ShowsButDoesNotChangeWhatItCannotWrite) {
@@ -184,6 +184,33 @@ TEST_F(Durable, FallsBackWhereTheSchemaHasChangedAndReturnsWithIt) {
     restart();
     EXPECT_EQ(get(kSystem, "count") + get(kSystem, "password", true),
               "kNoError (0) n.count=77kNoError (0) n.password=swordfish");
+}
+
+/// As often as the schema changes its mind, in what is shown and in what the file holds.
+TEST_F(Durable, MasksTheHistoryOfATextThatTheSchemaMakesASecret) {
+    std::string sSecret = kSchema;
+    sSecret.replace(sSecret.find("kind: TEXT max_length: 9000"), 10, "kind: SECRET");
+    const auto inFile = [this](const std::string& sText) {
+        m_store.reset();
+        shell("sqlite3 state/appconfig.db 'SELECT details FROM change' > details");
+        return TemporaryDirectory::contentOf(m_home.path("details")).find(sText) !=
+               std::string::npos;
+    };
+    restart();
+    for (const char* const value : {"first \"\n", "second", ""})
+        set(kUser, {{"text", value}, {"count", "7"}});
+    EXPECT_TRUE(inFile("second"));
+    restart(sSecret);
+    EXPECT_THAT(history(kUser),
+                ElementsAre("3 me: n.text= n.count=7 | n.text:",
+                            "2 me: n.text=******** n.count=7 | n.text:********",
+                            "1 me: n.text=******** n.count=7 | n.text:******** n.count:7"));
+    EXPECT_FALSE(inFile("first") || inFile("second"));
+    restart();
+    set(kUser, {{"text", "third"}});
+    restart(sSecret);
+    EXPECT_EQ(history(kUser).front(), "4 me: n.text=******** | n.text:********");
+    EXPECT_FALSE(inFile("third"));
 }
 
 TEST_F(Durable, KeepsTheNewestTenThousandChangesAndTellsThemPageByPage) {

@@ -2,6 +2,7 @@
 
 #include "address.h"
 #include "configstore.h"
+#include "settings.h"
 
 namespace AppConfig {
 
@@ -14,6 +15,14 @@ bool Audience::mayRead(const std::string& sVariable) const {
 bool Audience::mayHear(const std::string& sVariable, pbcommon::Role reader) const {
     return m_role >= static_cast<SecurityRole>(reader) &&
            (m_hears == Hears::kNews || mayRead(sVariable));
+}
+
+/// Of history alone: what was no secret when it was recorded may be one now.
+void Audience::mask(const std::string& sVariable, std::string& sValue) const {
+    const Cell* const cell = m_hears == Hears::kHistory ? m_store.find(sVariable) : nullptr;
+    if (cell != nullptr) {
+        sValue = shown(*cell, sValue);
+    }
 }
 
 bool Audience::tell(const pbcommon::Change& change, std::string_view sPattern,
@@ -30,6 +39,7 @@ bool Audience::tell(const pbcommon::Change& change, std::string_view sPattern,
             pbcommon::Assigned& assigned = *told.add_assignment();
             assigned.set_name(from.name());
             assigned.set_value(from.value());
+            mask(from.name(), *assigned.mutable_value());
             bMatches |= pbcommon::matchesPattern(sPattern, from.name());
         }
     }
@@ -48,6 +58,10 @@ void Audience::tell(const pbcommon::Change& change,
         }
         pbcommon::Effect& effect = *told.Add();
         effect = from;
+        if (from.aspect() == pbcommon::VALUE) {
+            mask(from.variable(), *effect.mutable_before(0));
+            mask(from.variable(), *effect.mutable_after(0));
+        }
         effect.clear_reader();
         effect.clear_trigger_reader();
         if (!effect.trigger().empty() && !mayHear(from.trigger(), from.trigger_reader())) {

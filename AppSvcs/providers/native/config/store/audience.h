@@ -34,6 +34,7 @@ public:
 
 private:
     [[nodiscard]] bool mayRead(const std::string& sVariable) const;
+    void mask(const std::string& sVariable, std::string& sValue) const;
     [[nodiscard]] bool mayHear(const std::string& sVariable, pbcommon::Role reader) const;
 
     ConfigStore& m_store;

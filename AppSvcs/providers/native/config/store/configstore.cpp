@@ -3,6 +3,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <set>
 #include <utility>
 
 #include "address.h"
@@ -66,6 +67,13 @@ ConfigStore::ConfigStore(Schema schema, std::unique_ptr<Database> database)
 /// What is not admitted any more stays in the database until the variable is changed: a return to
 /// the former schema brings it back.
 void ConfigStore::restoreState() {
+    std::set<std::string> secrets;
+    for (const Cell& cell : m_state.cells()) {
+        if (cell.row->kind() == pbcommon::SECRET) {
+            secrets.insert(cell.sAddress);
+        }
+    }
+    m_database->maskHistory(secrets);
     m_database->readSettings([this](const Setting& setting) {
         Cell* const cell = find(setting.sVariable);
         if (cell == nullptr) {

@@ -6,6 +6,7 @@
 #include "details.h"
 #include "logmsg.h"
 #include "names.h"
+#include "secrethistory.h"
 
 namespace AppConfig {
 
@@ -50,6 +51,14 @@ void Database::prepare() {
     if (ends.next() && !ends.isNull(0)) {
         m_nNewest = static_cast<std::uint64_t>(ends.integer(0));
         m_nOldest = static_cast<std::uint64_t>(ends.integer(1));
+    }
+}
+
+void Database::maskHistory(const std::set<std::string>& secrets) {
+    // what a first start would have to remember costs it a commit; the second is early enough
+    if (m_file.isWritable() && m_nNewest > 0 &&
+        maskSecretHistory(m_file.connection(), secrets) != SQLITE_OK) {
+        (void)failed("mask secrets in", kWriteError);
     }
 }
 

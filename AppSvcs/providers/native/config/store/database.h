@@ -3,6 +3,7 @@
 
 #include <cstdint>
 #include <functional>
+#include <set>
 #include <span>
 #include <string>
 #include <vector>
@@ -36,6 +37,9 @@ public:
     /// Whether another process works on this state, which is then not for this one.
     [[nodiscard]] bool isHeldByAnother() const { return m_file.isHeldByAnother(); }
 
+    /// Masks what history holds in clear of variables that a new schema makes secrets. A failure is
+    /// logged. @param secrets  addresses of all that are secrets now
+    void maskHistory(const std::set<std::string>& secrets);
     void readSettings(const std::function<void(const Setting&)>& visit);
     /// The content of a setting, and the revision that last set it. @return false: none did
     [[nodiscard]] bool find(Setting& setting, std::uint64_t& nRevision);
