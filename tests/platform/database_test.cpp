@@ -120,9 +120,10 @@ TEST_F(Durable, BringsAnEarlierVersionToThisOneAlsoWhereItCanOnlyBeRead) {
         if (sPlace == "readable")
             std::filesystem::create_directory(m_home.path("readable/appconfig.lock"));
         start(kSchema, m_home.path(sPlace));
-        EXPECT_THAT(history(kUser), ElementsAre("1 me: n.text=a\"b | n.text:a\"b n.count:7"))
+        EXPECT_THAT(history(kUser), ElementsAre("1 me: n.text=a\"b | n.text:a\"b n.count:007"))
             << sPlace;
-        EXPECT_EQ(get(kUser, "count"), "kNoError (0) n.count=7");
+        EXPECT_EQ(get(kUser, "count"), "kNoError (0) n.count=7") << "canonical since then";
+        EXPECT_EQ(ask(kUser, "why { " + address("count") + " }").reason(0).revision(), 1U);
     }
     EXPECT_EQ(set(kUser, {{"text", "new"}}), "kNoError (0) n.text=new");
     EXPECT_EQ(m_log.count("/writable/appconfig.db: bringing version 1 to version 2\n"), 1U);
@@ -130,7 +131,8 @@ TEST_F(Durable, BringsAnEarlierVersionToThisOneAlsoWhereItCanOnlyBeRead) {
     shell(
         "sqlite3 writable/appconfig.db 'SELECT group_concat(trigger_reader) FROM detail "
         "WHERE revision = 1; SELECT * FROM secret; PRAGMA user_version' > columns");
-    EXPECT_EQ(TemporaryDirectory::contentOf(m_home.path("columns")), "user,user,user\nn.password\n2\n");
+    EXPECT_EQ(TemporaryDirectory::contentOf(m_home.path("columns")),
+              "user,user,user\nn.password\n2\n");
 }
 
 TEST_F(Durable, ShowsButDoesNotChangeWhatItCannotWrite) {

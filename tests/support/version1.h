@@ -15,10 +15,10 @@ inline constexpr const char* kVersion1 =
     "  detail.value ->> '$[2]' AS before,  detail.value ->> '$[3]' AS after,"
     "  detail.value ->> '$[4]' AS cause,  detail.value ->> '$[5]' AS trigger,"
     "  detail.value ->> '$[6]' AS reader FROM change, json_each(change.details) AS detail;"
-    "INSERT INTO setting VALUES ('n.text', 'value', 'a\"b', 1), ('n.count', 'value', '7', 1);"
+    "INSERT INTO setting VALUES ('n.text', 'value', 'a\"b', 1), ('n.count', 'value', '007', 1);"
     R"(INSERT INTO change VALUES (1, 1795433605530049, 'me', 7, 8, 'user', '[)"
     R"(["n.text","assigned","","a\u0022b","","","user"],)"
     R"(["n.text","value","","a\u0022b","request","","user"],)"
-    R"(["n.count","value","0","7","onSet","n.text","user"]]');)";
+    R"(["n.count","value","0","007","onSet","n.text","user"]]');)";
 
 #endif

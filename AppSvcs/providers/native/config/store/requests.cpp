@@ -319,13 +319,11 @@ void ConfigRequests::why(const PbUtility::Requester& requester, const pbcommon::
 
 void ConfigRequests::explain(const PbUtility::Requester& requester, const Cell& cell,
                              pbcommon::Aspect aspect, pbcommon::Reason& reason) {
-    const Setting now = settingOf(cell, aspect);
     reason.set_aspect(aspect);
     fillShown(*reason.mutable_now(), cell, present(cell, static_cast<std::size_t>(aspect)));
-    Setting kept = now;
+    Setting kept{.sVariable = cell.sAddress, .aspect = aspect, .content = {}};
     std::uint64_t nRevision = 0;
-    // what is kept counts only while it holds: a later schema may not have admitted it
-    if (!m_store.database().find(kept, nRevision) || kept.content != now.content) {
+    if (!m_store.database().find(kept, nRevision) || !holds(cell, kept)) {
         return;
     }
     reason.set_revision(nRevision);

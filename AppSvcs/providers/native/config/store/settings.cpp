@@ -126,6 +126,14 @@ bool restore(State& state, Cell& cell, const Setting& setting) {
     }
 }
 
+bool holds(const Cell& cell, const Setting& kept) {
+    if (kept.aspect != pbcommon::VALUE || !kept.content) {
+        return kept.content == settingOf(cell, kept.aspect).content;
+    }
+    std::string sValue;
+    return canonicalise(*cell.row, *kept.content, sValue) == nullptr && sValue == cell.sValue;
+}
+
 std::string shown(const Cell& cell, const std::string& sValue) {
     const bool bMasked = cell.row->kind() == pbcommon::SECRET && !sValue.empty();
     return bMasked ? std::string(pbcommon::kMaskedSecret) : sValue;

@@ -25,6 +25,10 @@ struct Setting {
 /// @return false (nothing has been changed) when the schema does not admit it
 [[nodiscard]] bool restore(State& state, Cell& cell, const Setting& setting);
 
+/// Whether what was kept is what the variable has now, also in another form of the same value: it
+/// does not count when the schema no longer admits it.
+[[nodiscard]] bool holds(const Cell& cell, const Setting& kept);
+
 /// "value", "options", "access".
 [[nodiscard]] const char* aspectName(pbcommon::Aspect aspect);
 [[nodiscard]] std::optional<pbcommon::Aspect> aspectNamed(const std::string& sName);
