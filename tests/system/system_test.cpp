@@ -64,7 +64,8 @@ TEST_F(System, AnswersEachRequestOfASession) {
     const struct { const char* arguments; int nStatus; std::string sText; } steps[] = {
         {"get management.snmp.listeningport", 0, "161\n"},
         {"set security.remoteaccess.web.httpport=9000 management.snmp.listeningport=9000", 1,
-         "set management.snmp.listeningport=9000  refused  kBadParameter (-3)  ERR_SNMP_INVALID_PORT\n"},
+         "set management.snmp.listeningport=9000  refused  kBadParameter (-3)  ERR_SNMP_INVALID_PORT\n"
+         "nothing has been changed\n"},
         {"get security.remoteaccess.web.httpport", 0, "80\n"},
         {"set management.snmp.traptarget.targetport[2]=9162 Management.SNMP.ListeningPort=8161", 0,
          "set management.snmp.traptarget.targetport[2]=9162  accepted  kNoError (0)\n"
@@ -80,7 +81,7 @@ TEST_F(System, AnswersEachRequestOfASession) {
          "did you mean management.snmp.listeningport?\n"},
         {"set management.snmp.traptarget.targetport[3]=1024", 1,
          "cfgctl: no variable management.snmp.traptarget.targetport[3] for this role; "
-         "did you mean management.snmp.traptarget.targetport[1]?\n"},
+         "did you mean management.snmp.traptarget.targetport[1]?\nnothing has been changed\n"},
         {"list 'nothing*'", 1, "cfgctl: no variable matches nothing* for this role\n"},
         {"get management..snmp", 2,
          "cfgctl: 'management..snmp' names no variable; write node.variable, "
@@ -102,6 +103,28 @@ TEST_F(System, AnswersEachRequestOfASession) {
     EXPECT_EQ(cfgctl("shutdown").nStatus, 0);
     EXPECT_EQ(m_daemon->wait(), 0);
     EXPECT_EQ(cfgctl("ping").nStatus, 3);
+}
+
+TEST_F(System, TellsAScriptWhatHappened) {
+    start();
+    const std::string sLocation = "management.snmp.location";
+    // clang-format off
+    const struct { std::string sCommand; int nStatus; const char* err; } steps[] = {
+        {"$cfgctl history", 0, "cfgctl: history holds no change of * for this role\n"},
+        {"$cfgctl set " + sLocation + "=Lobby >/dev/full", 5,
+         "cfgctl: cannot write to standard output: No space left on device\n"},
+        {"$cfgctl --json get no.such >/dev/full", 1,
+         "cfgctl: no variable no.such for this role; 'cfgctl list' shows all\n"
+         "cfgctl: cannot write to standard output: No space left on device\n"},
+        {"mkfifo news; $cfgctl --json watch >news & read begun <news; kill $!; wait $! 2>/dev/null", 143, ""},
+    };
+    // clang-format on
+    for (const auto& step : steps) {
+        const Outcome outcome = shell(step.sCommand);
+        EXPECT_EQ(outcome.nStatus, step.nStatus) << step.sCommand;
+        EXPECT_EQ(outcome.sErr, step.err) << step.sCommand;
+    }
+    EXPECT_EQ(cfgctl("get " + sLocation).sOut, "Lobby\n");
 }
 
 TEST_F(System, StartsAgainAfterBeingKilledAndOnlyOnceAtATime) {

@@ -15,7 +15,9 @@ namespace {
 
 constexpr const char* kMainHelp =
     "A variable is written node.variable, with [n] behind either for an instance other than 0.\n"
-    "Exit status: 0 accepted, 1 refused, 2 wrong usage, 3 no service.\n"
+    "Exit status: 0 done, 1 refused by the service, 2 wrong usage (nothing was sent), 3 no "
+    "service\n"
+    "(nothing was changed), 5 done, but the output could not be written.\n"
     "Example: cfgctl set management.snmp.listeningport=8161";
 
 pbcommon::Role roleOf(const std::string& sName) {

@@ -3,7 +3,6 @@
 #include <unistd.h>
 
 #include <algorithm>
-#include <csignal>
 #include <cstddef>
 #include <cstdint>
 #include <iterator>
@@ -79,18 +78,6 @@ ExitStatus answerPlain(const Session& session, const std::string& what,
         complainRefused(what, reply);
     }
     return answer(session, reply, text);
-}
-
-/// For what may be nothing. @param sNothing  says so; empty when there is something
-ExitStatus answerFound(const Session& session, const std::string& what,
-                       const pbcommon::Reply& reply, const std::string& text,
-                       const std::string& sNothing) {
-    if (!isAccepted(reply) || sNothing.empty()) {
-        return answerPlain(session, what, reply, text);
-    }
-    complain(sNothing + " for this role");
-    (void)answer(session, reply, "");
-    return kRefused;
 }
 
 /// One name's value goes to a script exactly as it is; a terminal, and a reader of lines, get it
@@ -216,6 +203,7 @@ ExitStatus runSet(Session& session, const OperandsT& operands) {
     const pbcommon::Reply reply = session.ask(request);
     if (!isAccepted(reply)) {
         complainRefusedSet(session, assignments, reply);
+        printError("nothing has been changed\n");
     }
     return answer(session, reply, acceptedSetText(session, assignments, reply));
 }
@@ -223,8 +211,12 @@ ExitStatus runSet(Session& session, const OperandsT& operands) {
 ExitStatus runList(Session& session, const OperandsT& operands) {
     const std::string pattern = patternOf(operands);
     const pbcommon::Reply reply = session.list(pattern);
-    return answerFound(session, "list", reply, listing(reply, streamOf(STDOUT_FILENO)),
-                       reply.variable().empty() ? "no variable matches " + pattern : "");
+    if (!isAccepted(reply) || !reply.variable().empty()) {
+        return answerPlain(session, "list", reply, listing(reply, streamOf(STDOUT_FILENO)));
+    }
+    complain("no variable matches " + pattern + " for this role");
+    (void)answer(session, reply, "");
+    return kRefused;
 }
 
 ExitStatus runHistory(Session& session, const OperandsT& operands) {
@@ -238,8 +230,10 @@ ExitStatus runHistory(Session& session, const OperandsT& operands) {
     for (int i = reply.history_size() - 1; i >= 0; --i) {
         text += changeText(reply.history(i), stream);
     }
-    return answerFound(session, "history", reply, text,
-                       text.empty() ? "history holds no change of " + pattern : "");
+    if (isAccepted(reply) && text.empty()) {
+        complain("history holds no change of " + pattern + " for this role");
+    }
+    return answerPlain(session, "history", reply, text);
 }
 
 /// The variable that a reply is about; an empty one when it is about none.
@@ -304,9 +298,6 @@ void printNews(const Session& session, const pbcommon::Reply& reply) {
     finishOutput();
 }
 
-/// An interrupt is how a watch that did its work ends. All that was printed has been flushed.
-void endWatch(int /*nSignal*/) { _exit(kAccepted); }
-
 ExitStatus runWatch(Session& session, const OperandsT& operands) {
     pbcommon::Request request;
     pbcommon::Watch& watch = *request.mutable_watch();
@@ -315,10 +306,6 @@ ExitStatus runWatch(Session& session, const OperandsT& operands) {
         watch.set_since(*session.options().since);
     }
     pbcommon::Reply reply = session.ask(request);
-    struct sigaction end {};
-    end.sa_handler = endWatch;
-    sigaction(SIGINT, &end, nullptr);
-    sigaction(SIGTERM, &end, nullptr);
     while (isAccepted(reply) && watch.has_since() && reply.revision() > watch.since()) {
         printNews(session, reply);
         watch.set_since(reply.revision());

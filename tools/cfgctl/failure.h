@@ -8,10 +8,11 @@ namespace cfgctl {
 
 /// What the program's exit status tells a script.
 enum ExitStatus : int {
-    kAccepted = 0,   ///< done; all of it, where there was more than one thing to do
-    kRefused = 1,    ///< the service said no, or a list is empty
-    kUsage = 2,      ///< the request was never sent: the command line or a value is at fault
-    kNoService = 3,  ///< no answer, or none that could be handed on
+    kAccepted = 0,    ///< done; all of it, where there was more than one thing to do
+    kRefused = 1,     ///< the service said no, or a listing is empty
+    kUsage = 2,       ///< the request was never sent: the command line or a value is at fault
+    kNoService = 3,   ///< nothing was changed: there is no service, or its answer was lost
+    kOutputLost = 5,  ///< done, but what there was to print could not be written
 };
 
 /// Ends the program: one line for standard error, without the program's name, and the status.

@@ -8,10 +8,10 @@
 int main(int argc, char** argv) {
     // what is wrong with an answer is said once, in a line of the program's own
     google::protobuf::SetLogHandler(nullptr);
+    cfgctl::ExitStatus status = cfgctl::kAccepted;
     try {
         const cfgctl::CommandLine line = cfgctl::parseCommandLine(argc, argv);
         cfgctl::print(line.text);
-        cfgctl::ExitStatus status = cfgctl::kAccepted;
         if (line.command != nullptr) {
             cfgctl::Session session(line.options);
             status = line.command->run(session, line.operands);
@@ -20,6 +20,6 @@ int main(int argc, char** argv) {
         return status;
     } catch (const cfgctl::Failure& failure) {
         cfgctl::complain(failure.what());
-        return failure.status();
+        return status == cfgctl::kAccepted ? failure.status() : status;  // a refusal says more
     }
 }

@@ -143,7 +143,7 @@ void complain(std::string_view text) { printError("cfgctl: " + shown(text) + "\n
 void finishOutput() {
     const bool bFailedBefore = std::ferror(stdout) != 0;
     if (std::fflush(stdout) != 0 || bFailedBefore) {
-        throw Failure(kNoService,
+        throw Failure(kOutputLost,
                       std::string("cannot write to standard output: ") + std::strerror(errno));
     }
 }

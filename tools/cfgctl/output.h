@@ -26,7 +26,7 @@ void print(std::string_view text);
 void printError(std::string_view text);
 /// One line on standard error, with the program's name before it.
 void complain(std::string_view text);
-/// @throws Failure  kNoService (something that was printed has not arrived)
+/// @throws Failure  kOutputLost (something that was printed has not arrived)
 void finishOutput();
 
 using TextsT = google::protobuf::RepeatedPtrField<std::string>;
