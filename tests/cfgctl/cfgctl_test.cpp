@@ -3,6 +3,7 @@
 
 #include "commandline.h"
 #include "completion.h"
+#include "directories.h"
 #include "output.h"
 #include "session.h"
 #include "text.h"
@@ -46,6 +47,7 @@ TEST(CommandLine, WrongUsageIsNamed) {
         {{"history", "-n", "0"},          "'0' is no number from 1"},
         {{"history", "-n", "4294967296"}, "to 4294967295"},
         {{"watch", "--since", "4x"},      "'4x'"},
+        {{"ping", "--socket", ""},        "--socket"},
     };
     // clang-format on
     for (const auto& [words, says] : cases) {
@@ -61,6 +63,19 @@ TEST(CommandLine, TakesGlobalOptionsAnywhereAndValuesAsTheyAre) {
     EXPECT_TRUE(line.options.role == pbcommon::kAdmin && line.options.bJson);
     EXPECT_EQ(commandLine({"history", "a.*", "-n", "3"}).options.mostChanges, 3);
     EXPECT_EQ(commandLine({"watch", "--since", "0", "a.*"}).options.since, 0);
+}
+
+TEST(SocketCandidates, AreTheOneThatIsNamedOrTheUsualPlacesNeverTheCallersOwn) {
+    using testing::ElementsAre;
+    setenv("RUNTIME_DIRECTORY", "/run/caller", 1);
+    setenv("XDG_RUNTIME_DIR", "/run/user/7", 1);
+    unsetenv("APPCONFIG_SOCKET");
+    EXPECT_THAT(
+        pbcommon::socketCandidates(""),
+        ElementsAre("/run/appconfig/appconfig.sock", "/run/user/7/appconfig/appconfig.sock"));
+    setenv("APPCONFIG_SOCKET", "/of/environment", 1);
+    EXPECT_THAT(pbcommon::socketCandidates(""), ElementsAre("/of/environment"));
+    EXPECT_THAT(pbcommon::socketCandidates("given"), ElementsAre("given"));
 }
 
 TEST(Assignments, SplitAtTheFirstEqualsSignAndShowNoValueWhenWrong) {

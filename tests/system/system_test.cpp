@@ -43,7 +43,8 @@ protected:
     }
     /// Runs a shell command in which $cfgctl is the client.
     Outcome shell(const std::string& sCommand) const {
-        const std::string sLine = "cd " + m_home.path() + "; export RUNTIME_DIRECTORY=$PWD/run" +
+        const std::string sLine = "cd " + m_home.path() +
+                                  "; export APPCONFIG_SOCKET=$PWD/run/appconfig.sock" +
                                   " cfgctl=" CFGCTL "; { " + sCommand + "; } >out 2>err";
         const int nStatus = system(sLine.c_str());
         return {WEXITSTATUS(nStatus), TemporaryDirectory::contentOf(m_home.path("out")),
@@ -116,6 +117,9 @@ TEST_F(System, TellsAScriptWhatHappened) {
         {"$cfgctl --json get no.such >/dev/full", 1,
          "cfgctl: no variable no.such for this role; 'cfgctl list' shows all\n"
          "cfgctl: cannot write to standard output: No space left on device\n"},
+        {"$cfgctl --socket elsewhere ping", 3,
+         "cfgctl: no service at elsewhere: No such file or directory; is appconfig running?\n"},
+        {"APPCONFIG_SOCKET=elsewhere $cfgctl ping --socket $APPCONFIG_SOCKET", 0, ""},
         {"mkfifo news; $cfgctl --json watch >news & read begun <news; kill $!; wait $! 2>/dev/null", 143, ""},
     };
     // clang-format on

@@ -41,13 +41,19 @@ std::uint64_t numberOf(const OptionT& option, const std::string& text) {
                                                 std::to_string(option.nMost));
 }
 
+std::string isNotEmpty(const std::string& text) { return text.empty() ? "it is empty" : ""; }
+
 /// The options that stand before a command or behind it.
 void addGlobalOptions(CLI::App& app, OptionsT& options) {
     app.set_help_flag("-h,--help", "Print this help and end");
     app.add_option_function<std::string>(
            "--role", [&options](const std::string& sName) { options.role = roleOf(sName); },
-           "Act as user, admin, provisioning or system (default: your highest, at most admin)")
+           "Act as user, admin, provisioning or system\n(default: your highest, up to admin)")
         ->type_name("ROLE");
+    app.add_option("--socket", options.sSocket,
+                   "Where the service listens\n(default: $APPCONFIG_SOCKET, or the usual places)")
+        ->type_name("PATH")
+        ->check(isNotEmpty);
     app.add_flag("--json", options.bJson, "Print the service's answer as one JSON document");
 }
 

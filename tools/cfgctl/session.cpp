@@ -10,7 +10,7 @@ pbcommon::Reply Session::ask(pbcommon::Request request) {
         request.set_role(*m_options.role);
     }
     if (!m_connection) {
-        m_connection.emplace(pbcommon::socketCandidates("appconfig"));
+        m_connection.emplace(pbcommon::socketCandidates(m_options.sSocket));
     }
     return m_connection->ask(request);
 }

@@ -14,6 +14,7 @@ namespace cfgctl {
 /// What the options of one run say.
 struct OptionsT {
     std::optional<pbcommon::Role> role{};  ///< nothing: the service's default
+    std::string sSocket{};  ///< empty: where the service usually listens
     bool bJson = false;
     bool bDryRun = false;
     bool bReveal = false;

@@ -23,6 +23,7 @@ std::string under(const std::string& sBase, const std::string& sRest) {
 }
 
 std::string systemRuntimeDirectory() { return under("/run", kServiceName); }
+std::string userRuntimeDirectory() { return under(environment("XDG_RUNTIME_DIR"), kServiceName); }
 
 /// A directory that outlives the login: what systemd gives, root's, or the user's.
 std::string lastingDirectory(const char* given, const char* ofSystem, const char* xdgName,
@@ -45,8 +46,7 @@ std::string runtimeDirectory() {
     if (!sGiven.empty()) {
         return sGiven;
     }
-    return geteuid() == 0 ? systemRuntimeDirectory()
-                          : under(environment("XDG_RUNTIME_DIR"), kServiceName);
+    return geteuid() == 0 ? systemRuntimeDirectory() : userRuntimeDirectory();
 }
 
 std::string configurationDirectory() {
@@ -61,15 +61,16 @@ std::string socketPath(const std::string& directory, const std::string& endpoint
     return directory + "/" + endpointName + ".sock";
 }
 
-std::vector<std::string> socketCandidates(const std::string& endpointName) {
-    std::vector<std::string> candidates;
-    const std::string sOwn = runtimeDirectory();
-    if (!sOwn.empty()) {
-        candidates.push_back(socketPath(sOwn, endpointName));
+std::vector<std::string> socketCandidates(const std::string& sGiven) {
+    const std::string sOnly = sGiven.empty() ? environment("APPCONFIG_SOCKET") : sGiven;
+    if (!sOnly.empty()) {
+        return {sOnly};
     }
-    const std::string sSystem = systemRuntimeDirectory();
-    if (environment("RUNTIME_DIRECTORY").empty() && sOwn != sSystem) {
-        candidates.push_back(socketPath(sSystem, endpointName));
+    std::vector<std::string> candidates;
+    for (const std::string& sDirectory : {systemRuntimeDirectory(), userRuntimeDirectory()}) {
+        if (!sDirectory.empty()) {
+            candidates.push_back(socketPath(sDirectory, "appconfig"));
+        }
     }
     return candidates;
 }

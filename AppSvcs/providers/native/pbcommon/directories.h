@@ -17,9 +17,11 @@ namespace pbcommon {
 /// The socket of an endpoint in a runtime directory.
 [[nodiscard]] std::string socketPath(const std::string& directory, const std::string& endpointName);
 
-/// Sockets where a client may find the endpoint, most likely first: that of runtimeDirectory(),
-/// and, when no environment variable names the place, the system's.
-[[nodiscard]] std::vector<std::string> socketCandidates(const std::string& endpointName);
+/// Sockets where a client may find the service, in the order to try: only `sGiven`, unless that is
+/// empty; only that of the environment variable APPCONFIG_SOCKET, where it is set; else the
+/// system's, then the user's. RUNTIME_DIRECTORY counts for nothing: systemd sets it for every
+/// service that has one, and names that service's own.
+[[nodiscard]] std::vector<std::string> socketCandidates(const std::string& sGiven);
 
 }  // namespace pbcommon
 
