@@ -1,11 +1,17 @@
 #include <gmock/gmock.h>
 #include <google/protobuf/text_format.h>
+#include <sys/socket.h>
+#include <sys/un.h>
+#include <unistd.h>
+
+#include <thread>
 
 #include "commandline.h"
 #include "completion.h"
 #include "directories.h"
 #include "output.h"
 #include "session.h"
+#include "temporarydirectory.h"
 #include "text.h"
 #include "why.h"
 
@@ -48,6 +54,8 @@ TEST(CommandLine, WrongUsageIsNamed) {
         {{"history", "-n", "4294967296"}, "to 4294967295"},
         {{"watch", "--since", "4x"},      "'4x'"},
         {{"ping", "--socket", ""},        "--socket"},
+        {{"ping", "--timeout", "0"},      "'0' is not a number from 0.001"},
+        {{"ping", "--timeout", "nan"},    "'nan'"},
     };
     // clang-format on
     for (const auto& [words, says] : cases) {
@@ -76,6 +84,57 @@ TEST(SocketCandidates, AreTheOneThatIsNamedOrTheUsualPlacesNeverTheCallersOwn) {
     setenv("APPCONFIG_SOCKET", "/of/environment", 1);
     EXPECT_THAT(pbcommon::socketCandidates(""), ElementsAre("/of/environment"));
     EXPECT_THAT(pbcommon::socketCandidates("given"), ElementsAre("given"));
+}
+
+/// How a request ends that goes to a service of the test's own.
+/// @param serve  what that does with its connection once the request has come
+std::string outcomeOf(const std::string& sRequest, const std::function<void(int)>& serve) {
+    const TemporaryDirectory home;
+    const std::string sPath = home.path("s");
+    const int listener = socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
+    sockaddr_un address{.sun_family = AF_UNIX, .sun_path = {}};
+    sPath.copy(address.sun_path, sizeof(address.sun_path) - 1);
+    EXPECT_EQ(bind(listener, reinterpret_cast<const sockaddr*>(&address), sizeof(address)), 0);
+    EXPECT_EQ(listen(listener, 1), 0);
+    std::thread service([&] {
+        const int fd = accept(listener, nullptr, nullptr);
+        std::array<char, 4096> request{};
+        EXPECT_GT(recv(fd, request.data(), request.size(), 0), 0);
+        serve(fd);
+        close(fd);
+    });
+    std::string sOutcome = "answered";
+    try {
+        (void)Connection({sPath}, std::chrono::milliseconds(200))
+            .ask(parsed<pbcommon::Request>(sRequest));
+    } catch (const Failure& failure) {
+        sOutcome = std::to_string(failure.status()) + " " + failure.what();
+    }
+    service.join();
+    close(listener);
+    return sOutcome;
+}
+
+TEST(Connection, EndsByItselfAndSaysWhetherAnythingCanHaveChanged) {
+    const auto goAway = [](int) {};
+    // a long answer in so small pieces that each one alone comes in time
+    const auto drip = [](int fd) {
+        (void)send(fd, "\0\x0f", 2, MSG_NOSIGNAL);
+        while (send(fd, "", 1, MSG_NOSIGNAL) == 1) usleep(1000);
+    };
+    // clang-format off
+    const struct { const char* request; std::function<void(int)> serve; const char* outcome; } cases[] = {
+        {"get {}",                goAway, "^3 connection to .* lost: the service closed it$"},
+        {"set { dry_run: true }", goAway, "^3 connection to"},
+        {"set {}",                goAway, "^4 outcome unknown: connection to .* lost: .*history -n 1"},
+        {"shutdown {}",           goAway, "^4 outcome unknown: .*'cfgctl ping' tells"},
+        {"get {}",                drip,   "^4 no answer from .* within 0.2 s$"},
+        {"set {}",                drip,   "^4 outcome unknown: no answer from"},
+    };
+    // clang-format on
+    for (const auto& c : cases) {
+        EXPECT_THAT(outcomeOf(c.request, c.serve), testing::ContainsRegex(c.outcome)) << c.request;
+    }
 }
 
 TEST(Assignments, SplitAtTheFirstEqualsSignAndShowNoValueWhenWrong) {

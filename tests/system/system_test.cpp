@@ -129,6 +129,11 @@ TEST_F(System, TellsAScriptWhatHappened) {
         EXPECT_EQ(outcome.sErr, step.err) << step.sCommand;
     }
     EXPECT_EQ(cfgctl("get " + sLocation).sOut, "Lobby\n");
+    kill(m_daemon->pid(), SIGSTOP);
+    const Outcome stopped = cfgctl("--timeout 0.05 set " + sLocation + "=Attic");
+    EXPECT_EQ(stopped.nStatus, 4);
+    EXPECT_THAT(stopped.sErr,
+                ContainsRegex("^cfgctl: outcome unknown: no answer .* within 0.05 s"));
 }
 
 TEST_F(System, StartsAgainAfterBeingKilledAndOnlyOnceAtATime) {

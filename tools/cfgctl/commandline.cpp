@@ -15,9 +15,9 @@ namespace {
 
 constexpr const char* kMainHelp =
     "A variable is written node.variable, with [n] behind either for an instance other than 0.\n"
-    "Exit status: 0 done, 1 refused by the service, 2 wrong usage (nothing was sent), 3 no "
-    "service\n"
-    "(nothing was changed), 5 done, but the output could not be written.\n"
+    "Exit status: 0 done, 1 refused by the service, 2 wrong usage (nothing was sent),\n"
+    "3 no service (nothing was changed), 4 no answer in time, or outcome unknown,\n"
+    "5 done, but the output could not be written.\n"
     "Example: cfgctl set management.snmp.listeningport=8161";
 
 pbcommon::Role roleOf(const std::string& sName) {
@@ -41,6 +41,19 @@ std::uint64_t numberOf(const OptionT& option, const std::string& text) {
                                                 std::to_string(option.nMost));
 }
 
+/// Seconds, a fraction too, from a thousandth up to a day.
+Connection::Clock::duration timeoutOf(const std::string& text) {
+    double nSeconds = 0;
+    const char* const end = text.data() + text.size();
+    const auto [stop, error] =
+        std::from_chars(text.data(), end, nSeconds, std::chars_format::fixed);
+    if (error == std::errc() && stop == end && nSeconds >= 0.001 && nSeconds <= 86400) {
+        return std::chrono::ceil<Connection::Clock::duration>(
+            std::chrono::duration<double>(nSeconds));
+    }
+    throw CLI::ValidationError("--timeout", "'" + text + "' is not a number from 0.001 to 86400");
+}
+
 std::string isNotEmpty(const std::string& text) { return text.empty() ? "it is empty" : ""; }
 
 /// The options that stand before a command or behind it.
@@ -54,6 +67,10 @@ void addGlobalOptions(CLI::App& app, OptionsT& options) {
                    "Where the service listens\n(default: $APPCONFIG_SOCKET, or the usual places)")
         ->type_name("PATH")
         ->check(isNotEmpty);
+    app.add_option_function<std::string>(
+           "--timeout", [&options](const std::string& text) { options.timeout = timeoutOf(text); },
+           "Seconds to wait for each answer (default: 10)")
+        ->type_name("SECONDS");
     app.add_flag("--json", options.bJson, "Print the service's answer as one JSON document");
 }
 

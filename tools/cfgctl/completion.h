@@ -11,8 +11,8 @@
 
 namespace cfgctl {
 
-/// The variables that match a pattern, as far as the role (nothing: the service's default) may see them; none
-/// where the service does not say.
+/// The variables that match a pattern, as far as the role (nothing: the service's default) may see
+/// them; none where the service does not say.
 using LookUpT =
     std::function<pbcommon::Reply(std::optional<pbcommon::Role> role, const std::string& pattern)>;
 

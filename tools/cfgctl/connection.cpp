@@ -6,8 +6,10 @@
 #include <sys/un.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstring>
+#include <sstream>
 
 #include "failure.h"
 #include "frame.h"
@@ -16,7 +18,9 @@ namespace cfgctl {
 
 namespace {
 
-constexpr int kTimeoutSeconds = 30;
+using std::chrono::microseconds;
+using std::chrono::milliseconds;
+using std::chrono::seconds;
 
 Failure noService(const std::string& sPath, int nErrno) {
     if (nErrno == EACCES || nErrno == EPERM) {
@@ -27,29 +31,38 @@ Failure noService(const std::string& sPath, int nErrno) {
             "no service at " + sPath + ": " + std::strerror(nErrno) + "; is appconfig running?"};
 }
 
-}  // namespace
-
-Connection::Connection(const std::vector<std::string>& sockets) {
-    int nErrno = ENOENT;
-    for (const std::string& sCandidate : sockets) {
-        const int nResult = connectTo(sCandidate);
-        if (nResult == 0) {
-            m_sPath = sCandidate;
-            return;
-        }
-        // a socket that is there but cannot be used says more than one that is not there
-        if (m_sPath.empty() || nErrno == ENOENT) {
-            m_sPath = sCandidate;
-            nErrno = nResult;
-        }
+std::string findOutText(const pbcommon::Request& request) {
+    if (request.has_set() && !request.set().dry_run()) {
+        return "; 'cfgctl history -n 1' and 'cfgctl get' tell whether the change was made";
     }
-    throw noService(m_sPath, nErrno);
+    return request.has_shutdown() ? "; 'cfgctl ping' tells whether the service ended" : "";
 }
+
+}  // namespace
 
 Connection::~Connection() {
     if (m_fd >= 0) {
         close(m_fd);
     }
+}
+
+void Connection::connect() {
+    int nErrno = ENOENT;
+    for (const std::string& sCandidate : m_sockets) {
+        const int nResult = connectTo(sCandidate);
+        // a socket that is there but cannot be used says more than one that is not there
+        if (nResult == 0 || nResult == EAGAIN || m_sPath.empty() || nErrno == ENOENT) {
+            m_sPath = sCandidate;
+            nErrno = nResult;
+        }
+        if (nResult == EAGAIN) {
+            endWithoutAnswer();
+        }
+        if (nResult == 0) {
+            return;
+        }
+    }
+    throw noService(m_sPath, nErrno);
 }
 
 int Connection::connectTo(const std::string& sPath) {
@@ -63,17 +76,16 @@ int Connection::connectTo(const std::string& sPath) {
     if (m_fd < 0) {
         return errno;
     }
-    const timeval timeout{kTimeoutSeconds, 0};
-    // the one for sending also bounds the wait for a service that accepts no connections
-    if (setsockopt(m_fd, SOL_SOCKET, SO_RCVTIMEO, &timeout, sizeof(timeout)) == 0 &&
-        setsockopt(m_fd, SOL_SOCKET, SO_SNDTIMEO, &timeout, sizeof(timeout)) == 0) {
-        int nResult = 0;
-        do {
-            nResult = connect(m_fd, reinterpret_cast<const sockaddr*>(&address), sizeof(address));
-        } while (nResult != 0 && errno == EINTR);
-        if (nResult == 0) {
-            return 0;
-        }
+    int nResult = 0;
+    do {
+        // bounds the wait for a service that accepts no connections; 0 would be for ever
+        const auto left = std::max(std::chrono::ceil<microseconds>(timeLeft()), microseconds(1));
+        const timeval timeout{left / seconds(1), (left % seconds(1)).count()};
+        (void)setsockopt(m_fd, SOL_SOCKET, SO_SNDTIMEO, &timeout, sizeof(timeout));
+        nResult = ::connect(m_fd, reinterpret_cast<const sockaddr*>(&address), sizeof(address));
+    } while (nResult != 0 && errno == EINTR);
+    if (nResult == 0) {
+        return 0;
     }
     const int nErrno = errno;
     close(m_fd);
@@ -88,18 +100,20 @@ pbcommon::Reply Connection::ask(const pbcommon::Request& request) {
                                   " bytes long; the service takes " +
                                   std::to_string(pbcommon::kMaxMessageBytes) + " at most");
     }
-    m_bChanging = request.has_set() && !request.set().dry_run();
-    send(frame);
-    return receiveReply();
+    m_deadline = Clock::now() + m_timeout;
+    if (m_fd < 0) {
+        connect();
+    }
+    m_sFindOut = send(frame) ? findOutText(request) : "";
+    pbcommon::Reply reply = receiveReply();
+    m_sFindOut.clear();
+    return reply;
 }
 
 pbcommon::Reply Connection::next() {
-    pollfd ready{m_fd, POLLIN, 0};
-    while (poll(&ready, 1, -1) < 0) {
-        if (errno != EINTR) {
-            lost(std::strerror(errno));
-        }
-    }
+    m_deadline = Clock::time_point::max();
+    awaitSocket(POLLIN);
+    m_deadline = Clock::now() + m_timeout;
     return receiveReply();
 }
 
@@ -107,47 +121,77 @@ pbcommon::Reply Connection::receiveReply() {
     const std::size_t nBytes = pbcommon::frameLength(receive(pbcommon::kFrameHeaderBytes).data());
     pbcommon::Reply reply;
     if (nBytes > pbcommon::kMaxMessageBytes || !reply.ParseFromString(receive(nBytes))) {
-        lost("the answer is no message of the service");
+        endWithConnection("the service sent an invalid answer");
     }
     return reply;
 }
 
-void Connection::send(const std::string& frame) {
+bool Connection::send(const std::string& frame) {
     std::size_t nSent = 0;
     while (nSent < frame.size()) {
         const ssize_t nResult =
-            ::send(m_fd, frame.data() + nSent, frame.size() - nSent, MSG_NOSIGNAL);
+            ::send(m_fd, frame.data() + nSent, frame.size() - nSent, MSG_NOSIGNAL | MSG_DONTWAIT);
         if (nResult >= 0) {
             nSent += static_cast<std::size_t>(nResult);
+        } else if (errno == EAGAIN) {
+            awaitSocket(POLLOUT);
         } else if (errno == EPIPE) {
-            return;  // turned away: why may have been sent already
+            return false;  // turned away: why may have been sent already
         } else if (errno != EINTR) {
-            lost(errno == EAGAIN ? "the service reads nothing" : std::strerror(errno));
+            endWithConnection(std::strerror(errno));
         }
     }
+    return true;
 }
 
 std::string Connection::receive(std::size_t nBytes) {
     std::string bytes(nBytes, '\0');
     std::size_t nReceived = 0;
     while (nReceived < nBytes) {
-        const ssize_t nResult = recv(m_fd, bytes.data() + nReceived, nBytes - nReceived, 0);
+        const ssize_t nResult =
+            recv(m_fd, bytes.data() + nReceived, nBytes - nReceived, MSG_DONTWAIT);
         if (nResult > 0) {
             nReceived += static_cast<std::size_t>(nResult);
         } else if (nResult == 0) {
-            lost("the service closed it");
+            endWithConnection("the service closed it");
+        } else if (errno == EAGAIN) {
+            awaitSocket(POLLIN);
         } else if (errno != EINTR) {
-            lost(errno == EAGAIN ? "no answer for " + std::to_string(kTimeoutSeconds) + " seconds"
-                                 : std::strerror(errno));
+            endWithConnection(std::strerror(errno));
         }
     }
     return bytes;
 }
 
-void Connection::lost(const std::string& sReason) const {
-    throw Failure(kNoService,
-                  "connection to " + m_sPath + " lost: " + sReason +
-                      (m_bChanging ? "; 'cfgctl get' tells whether the change was made" : ""));
+void Connection::awaitSocket(short events) const {
+    pollfd socket{m_fd, events, 0};
+    for (;;) {
+        const bool bForEver = m_deadline == Clock::time_point::max();
+        const auto left = std::max(std::chrono::ceil<milliseconds>(timeLeft()), milliseconds(0));
+        const int nReady = poll(&socket, 1, bForEver ? -1 : static_cast<int>(left.count()));
+        if (nReady > 0) {
+            return;
+        }
+        if (nReady == 0) {
+            endWithoutAnswer();
+        }
+        if (errno != EINTR) {
+            endWithConnection(std::strerror(errno));
+        }
+    }
+}
+
+void Connection::endWithoutAnswer() const {
+    std::ostringstream text;
+    text << (m_sFindOut.empty() ? "" : "outcome unknown: ") << "no answer from " << m_sPath
+         << " within " << std::chrono::duration<double>(m_timeout).count() << " s" << m_sFindOut;
+    throw Failure(kNoAnswer, text.str());
+}
+
+void Connection::endWithConnection(const std::string& sReason) const {
+    const std::string sText = "connection to " + m_sPath + " lost: " + sReason;
+    throw m_sFindOut.empty() ? Failure(kNoService, sText)
+                             : Failure(kNoAnswer, "outcome unknown: " + sText + m_sFindOut);
 }
 
 }  // namespace cfgctl

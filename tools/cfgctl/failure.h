@@ -12,6 +12,7 @@ enum ExitStatus : int {
     kRefused = 1,     ///< the service said no, or a listing is empty
     kUsage = 2,       ///< the request was never sent: the command line or a value is at fault
     kNoService = 3,   ///< nothing was changed: there is no service, or its answer was lost
+    kNoAnswer = 4,    ///< none in time; or it was lost, and what was asked may have been done
     kOutputLost = 5,  ///< done, but what there was to print could not be written
 };
 

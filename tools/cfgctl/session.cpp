@@ -4,15 +4,16 @@
 
 namespace cfgctl {
 
+Session::Session(const OptionsT& options)
+    : m_options(options),
+      m_connection(pbcommon::socketCandidates(options.sSocket), options.timeout) {}
+
 pbcommon::Reply Session::ask(pbcommon::Request request) {
     request.set_client("cfgctl");
     if (m_options.role) {
         request.set_role(*m_options.role);
     }
-    if (!m_connection) {
-        m_connection.emplace(pbcommon::socketCandidates(m_options.sSocket));
-    }
-    return m_connection->ask(request);
+    return m_connection.ask(request);
 }
 
 pbcommon::Reply Session::list(const std::string& pattern) {
@@ -30,7 +31,7 @@ pbcommon::Reply Session::list(const std::string& pattern) {
     }
 }
 
-pbcommon::Reply Session::next() { return m_connection->next(); }
+pbcommon::Reply Session::next() { return m_connection.next(); }
 
 pbcommon::Reply newestChanges(const AskT& ask, const std::string& pattern, std::uint32_t nMost) {
     pbcommon::Reply all;

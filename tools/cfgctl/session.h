@@ -1,6 +1,7 @@
 #ifndef CFGCTL_SESSION_H
 #define CFGCTL_SESSION_H
 
+#include <chrono>
 #include <cstdint>
 #include <functional>
 #include <optional>
@@ -14,7 +15,8 @@ namespace cfgctl {
 /// What the options of one run say.
 struct OptionsT {
     std::optional<pbcommon::Role> role{};  ///< nothing: the service's default
-    std::string sSocket{};  ///< empty: where the service usually listens
+    std::string sSocket{};                 ///< empty: where the service usually listens
+    Connection::Clock::duration timeout = std::chrono::seconds(10);
     bool bJson = false;
     bool bDryRun = false;
     bool bReveal = false;
@@ -22,11 +24,10 @@ struct OptionsT {
     std::optional<std::uint64_t> since{};  ///< revision
 };
 
-/// What the commands of one run share: the options and the connection, which is made when the first
-/// request needs it.
+/// What the commands of one run share: the options and the connection.
 class Session {
 public:
-    explicit Session(const OptionsT& options) : m_options(options) {}
+    explicit Session(const OptionsT& options);
 
     [[nodiscard]] const OptionsT& options() const { return m_options; }
 
@@ -42,7 +43,7 @@ public:
 
 private:
     OptionsT m_options;
-    std::optional<Connection> m_connection;
+    Connection m_connection;
 };
 
 using AskT = std::function<pbcommon::Reply(const pbcommon::Request& request)>;
