@@ -138,10 +138,14 @@ TEST(Connection, EndsByItselfAndSaysWhetherAnythingCanHaveChanged) {
 }
 
 TEST(Assignments, SplitAtTheFirstEqualsSignAndShowNoValueWhenWrong) {
-    EXPECT_EQ(parseAssignments({"a.b[2]=x=y"})[0].value, "x=y");
-    EXPECT_EQ(parseAssignments({"a.password"})[0].value, std::nullopt) << "to be read from stdin";
+    using From = AssignmentT::From;
+    EXPECT_EQ(parseAssignments({"a.b[2]=x=y"}, true)[0].value, "x=y");
+    EXPECT_EQ(parseAssignments({"a.password"}, true)[0].from, From::kTerminal);
+    EXPECT_EQ(parseAssignments({"a.c=--", "a.b=-"}, false)[1].from, From::kStandardInput);
     // clang-format off
     const std::pair<OperandsT, const char*> cases[] = {
+        {{"a.b"},                  "argument 1"},
+        {{"a.b=-", "a.c=-"},       "only once"},
         {{"a.b", "true"},          "did you mean a.b=true?"},
         {{"a.b", "a.c=hunter2"},   "argument 1"},
         {{"a.b=1", "hunter2"},     "argument 2"},
@@ -150,7 +154,7 @@ TEST(Assignments, SplitAtTheFirstEqualsSignAndShowNoValueWhenWrong) {
     };
     // clang-format on
     for (const auto& [operands, says] : cases) {
-        EXPECT_THAT([&words = operands] { (void)parseAssignments(words); },
+        EXPECT_THAT([&words = operands] { (void)parseAssignments(words, false); },
                     complains(AllOf(HasSubstr(says), Not(HasSubstr("hunter2")))));
     }
 }

@@ -1,9 +1,12 @@
 // The real daemon and the real client, as their users run them.
 #include <gmock/gmock.h>
+#include <pty.h>
 #include <sys/stat.h>
 #include <sys/un.h>
 #include <sys/wait.h>
+#include <termios.h>
 
+#include <array>
 #include <cstddef>
 
 #include "daemon.h"
@@ -71,10 +74,13 @@ TEST_F(System, AnswersEachRequestOfASession) {
         {"set management.snmp.traptarget.targetport[2]=9162 Management.SNMP.ListeningPort=8161", 0,
          "set management.snmp.traptarget.targetport[2]=9162  accepted  kNoError (0)\n"
          "set management.snmp.listeningport=8161  accepted  kNoError (0)\n"},
-        {"set management.snmp.privacypassword <secret", 0,
+        {"set management.snmp.privacypassword=- <secret", 0,
          "set management.snmp.privacypassword=********  accepted  kNoError (0)\n"},
         {"get management.snmp.privacypassword", 0, "********\n"},
         {"get --reveal management.snmp.privacypassword", 0, "given on stdin\n"},
+        {"set management.snmp.privacypassword=- </dev/null", 2,
+         "cfgctl: no value was given for management.snmp.privacypassword; nothing was sent "
+         "('NAME=' sets an empty value)\n"},
         {"get --reveal management.snmp.authenticationpassword", 0, "\n"},
         {"get no.such", 1, "cfgctl: no variable no.such for this role; 'cfgctl list' shows all\n"},
         {"get Management.SNMP.ListenPort", 1,
@@ -96,7 +102,7 @@ TEST_F(System, AnswersEachRequestOfASession) {
         EXPECT_EQ(step.nStatus == 0 ? outcome.sOut : outcome.sErr, step.sText) << step.arguments;
         EXPECT_EQ(step.nStatus == 0 ? outcome.sErr : outcome.sOut, "") << step.arguments;
     }
-    const Outcome endless = cfgctl("set management.snmp.location </dev/zero");
+    const Outcome endless = cfgctl("set management.snmp.location=- </dev/zero");
     EXPECT_EQ(endless.nStatus, 2);
     EXPECT_THAT(endless.sErr, HasSubstr("the service takes 1048576 at most\n"));
     EXPECT_THAT(m_daemon->log(), HasSubstr("appconfig: listening port 9000 is NOT allowed \n"));
@@ -129,6 +135,10 @@ TEST_F(System, TellsAScriptWhatHappened) {
         EXPECT_EQ(outcome.sErr, step.err) << step.sCommand;
     }
     EXPECT_EQ(cfgctl("get " + sLocation).sOut, "Lobby\n");
+    const Outcome unread =
+        shell("printf next | { $cfgctl set " + sLocation + " || { s=$?; cat; exit $s; }; }");
+    EXPECT_EQ(unread.nStatus, 2);
+    EXPECT_EQ(unread.sOut, "next") << "standard input is for whoever comes next";
     kill(m_daemon->pid(), SIGSTOP);
     const Outcome stopped = cfgctl("--timeout 0.05 set " + sLocation + "=Attic");
     EXPECT_EQ(stopped.nStatus, 4);
@@ -150,6 +160,61 @@ TEST_F(System, StartsAgainAfterBeingKilledAndOnlyOnceAtATime) {
                               m_home.path(sHeld) + " already; this one ends\n"));
     }
     EXPECT_EQ(cfgctl("get management.snmp.location").sOut, "Lobby\n");
+}
+
+/// One who sits at a terminal.
+class Terminal : public System {
+protected:
+    /// Runs the client and types when it asks.
+    /// @return its exit status, 128 and the signal as a shell has it; all that the terminal showed
+    Outcome typed(const std::string& sArguments, const std::string& sTyped) const {
+        int terminal = -1;
+        const pid_t pid = forkpty(&terminal, nullptr, nullptr, nullptr);
+        if (pid == 0) {
+            setenv("APPCONFIG_SOCKET", m_home.path("run/appconfig.sock").c_str(), 1);
+            execl("/bin/sh", "sh", "-c", ("exec " CFGCTL " " + sArguments).c_str(), nullptr);
+            _exit(127);
+        }
+        std::string sShown;
+        std::array<char, 256> part{};
+        for (ssize_t n = 0; (n = read(terminal, part.data(), part.size())) > 0;) {
+            const bool bAsked = sShown.ends_with(": ") || sShown.ends_with("] ");
+            sShown.append(part.data(), static_cast<std::size_t>(n));
+            if (!bAsked && (sShown.ends_with(": ") || sShown.ends_with("] "))) {
+                EXPECT_EQ(write(terminal, sTyped.data(), sTyped.size()), std::ssize(sTyped));
+            }
+        }
+        int nStatus = 0;
+        waitpid(pid, &nStatus, 0);
+        termios modes{};
+        EXPECT_TRUE(tcgetattr(terminal, &modes) == 0 && (modes.c_lflag & ECHO) != 0);
+        close(terminal);
+        return {WIFEXITED(nStatus) ? WEXITSTATUS(nStatus) : 128 + WTERMSIG(nStatus), sShown, ""};
+    }
+};
+
+TEST_F(Terminal, AsksForAValueAndBeforeAShutdown) {
+    start();
+    const std::string kSet = "set management.snmp.";
+    // clang-format off
+    const struct { std::string sArguments; const char* typed; int nStatus; const char* shown; } steps[] = {
+        {kSet + "privacypassword", "swordfish\n", 0,
+         "^Value for management.snmp.privacypassword \\(secret up to 64 bytes; not shown\\): \r\nset [^ ]*=\\*\\*\\*\\*\\*\\*\\*\\* "},
+        {kSet + "versionone",      "false\n",     0,   "\\(true false\\): false\r\n"},
+        {kSet + "listeningport",   "5\n",         1,   "\\(1\\.\\.65535\\): 5\r\n.*refused.*nothing has been changed"},
+        {kSet + "location",        "\n",          2,   "no value was given for management.snmp.location;"},
+        {kSet + "nothing",         "",            1,   "no variable management.snmp.nothing"},
+        {kSet + "privacypassword", "half\x03",    130, "not shown\\): \r\n$"},
+        {"shutdown",               "\n",          2,   "\\[y/N\\] .*not confirmed; nothing was sent"},
+        {"shutdown",               "y\n",         0,   "\\[y/N\\] y\r\nshutdown accepted"},
+    };
+    // clang-format on
+    for (const auto& step : steps) {
+        const Outcome outcome = typed(step.sArguments, step.typed);
+        EXPECT_EQ(outcome.nStatus, step.nStatus) << step.sArguments;
+        EXPECT_THAT(outcome.sOut, ContainsRegex(step.shown)) << step.sArguments;
+    }
+    EXPECT_EQ(m_daemon->wait(), 0);
 }
 
 /// The service's own user, and one who has no role of his own.

@@ -20,6 +20,8 @@ namespace cfgctl {
 namespace {
 
 constexpr std::uint64_t kUsualChanges = 25;
+constexpr const char* kValueForms =
+    "NAME=VALUE, NAME=- for a value on standard input, or in a terminal one NAME alone";
 
 bool isAccepted(const pbcommon::Reply& reply) { return reply.code() == pbcommon::kNoError; }
 
@@ -190,15 +192,34 @@ void complainRefusedSet(Session& session, const std::vector<AssignmentT>& assign
     printError(text);
 }
 
+/// The variable that a reply is about; an empty one when it is about none.
+const pbcommon::Variable& subject(const pbcommon::Reply& reply) {
+    return reply.variable().empty() ? pbcommon::Variable::default_instance() : reply.variable(0);
+}
+
+pbcommon::Reply askDescribe(Session& session, const std::string& what, const std::string& operand) {
+    return askAbout(session, what, addressOf(operand), &pbcommon::Request::mutable_describe);
+}
+
 ExitStatus runSet(Session& session, const OperandsT& operands) {
-    const std::vector<AssignmentT> assignments = parseAssignments(operands);
+    std::vector<AssignmentT> assignments = parseAssignments(operands, canAsk());
+    if (assignments.front().from == AssignmentT::From::kTerminal) {
+        const pbcommon::Reply reply = askDescribe(session, "set", operands.front());
+        if (!isAccepted(reply)) {
+            return answer(session, reply, "");
+        }
+        const pbcommon::Variable& variable = subject(reply);
+        assignments.front().value =
+            typedValue(variable.name(), offersText(variable), variable.kind() == pbcommon::SECRET);
+    }
     pbcommon::Request request;
     request.mutable_set()->set_dry_run(session.options().bDryRun);
     for (const AssignmentT& assignment : assignments) {
         pbcommon::Assignment& added = *request.mutable_set()->add_assignment();
         fillAddress(assignment.address, *added.mutable_address());
-        added.set_value(assignment.value ? *assignment.value
-                                         : readValue(pbcommon::formatAddress(assignment.address)));
+        added.set_value(assignment.from == AssignmentT::From::kStandardInput
+                            ? pipedValue(pbcommon::formatAddress(assignment.address))
+                            : assignment.value);
     }
     const pbcommon::Reply reply = session.ask(request);
     if (!isAccepted(reply)) {
@@ -234,15 +255,6 @@ ExitStatus runHistory(Session& session, const OperandsT& operands) {
         complain("history holds no change of " + pattern + " for this role");
     }
     return answerPlain(session, "history", reply, text);
-}
-
-/// The variable that a reply is about; an empty one when it is about none.
-const pbcommon::Variable& subject(const pbcommon::Reply& reply) {
-    return reply.variable().empty() ? pbcommon::Variable::default_instance() : reply.variable(0);
-}
-
-pbcommon::Reply askDescribe(Session& session, const std::string& what, const std::string& operand) {
-    return askAbout(session, what, addressOf(operand), &pbcommon::Request::mutable_describe);
 }
 
 ExitStatus runDescribe(Session& session, const OperandsT& operands) {
@@ -285,6 +297,9 @@ ExitStatus runPing(Session& session, const OperandsT& /*operands*/) {
 }
 
 ExitStatus runShutdown(Session& session, const OperandsT& /*operands*/) {
+    if (!session.options().bYes && canAsk() && !isConfirmed("Shut down the service?")) {
+        throw Failure(kUsage, "not confirmed; nothing was sent");
+    }
     pbcommon::Request request;
     request.set_role(pbcommon::kSystem);  // unless --role says otherwise
     request.mutable_shutdown();
@@ -349,6 +364,9 @@ constexpr OptionT kDryRunOption = {
 constexpr OptionT kRevealOption = {
     "--reveal",  &OptionsT::bReveal, nullptr,                nullptr,    0, 0,
     "Show secrets in clear (requires role admin)"};
+constexpr OptionT kYesOption = {
+    "--yes",     &OptionsT::bYes,    nullptr,                nullptr,    0, 0,
+    "Do not ask first"};
 constexpr OptionT kNumberOption = {
     "-n",        nullptr,            &OptionsT::mostChanges, "COUNT",    1, UINT32_MAX,
     "The newest so many; 25 unless given"};
@@ -365,9 +383,12 @@ constexpr CommandT commandTable[] = {
      "Example: cfgctl get management.snmp.traptarget.targetport[1]", runGet, &kRevealOption},
     {"set",      "NAME=VALUE", OperandCount::kAny, "Assignments, made in this order",
      "Change values, all of them or none",
-     "A single NAME without '=' takes its value from standard input, which keeps a secret\n"
-     "out of process lists and histories. What else became different is listed below the\n"
-     "assignments: variable, aspect, before → after, and what made it so.\n"
+     "NAME=- takes the value from standard input, without one line feed at its end; a single\n"
+     "NAME asks for it in a terminal, and shows nothing of a secret. Both keep a value out of\n"
+     "process lists and histories; neither is ever empty, as NAME= is. A value \"-\":\n"
+     "printf %s - | cfgctl set NAME=-\n"
+     "What else became different is listed below the assignments: variable, aspect,\n"
+     "before → after, and what made it so.\n"
      "Example: cfgctl set management.snmp.enabled=true management.snmp.listeningport=161", runSet,
      &kDryRunOption},
     {"list",     "PATTERN",    OperandCount::kAtMostOne,
@@ -405,8 +426,9 @@ constexpr CommandT commandTable[] = {
      "Example: cfgctl ping", runPing},
     {"shutdown", nullptr,      OperandCount::kNone, nullptr,
      "End the service",
-     "Requires role system, and asks for it unless --role says otherwise.\n"
-     "Example: cfgctl shutdown", runShutdown},
+     "Requires role system, and acts in it unless --role says otherwise. In a terminal it asks\n"
+     "first.\n"
+     "Example: cfgctl shutdown", runShutdown, &kYesOption},
     {"completion", "SHELL",    OperandCount::kOne, "bash",
      "Print the script that lets a shell complete this program's words",
      "Example: cfgctl completion bash > ~/.local/share/bash-completion/completions/cfgctl",
@@ -417,6 +439,16 @@ constexpr CommandT commandTable[] = {
      "Example: cfgctl complete -- set management.snmp.enabled=", runComplete},
 };
 // clang-format on
+
+/// @param operand  with its first '=' at `equals`
+AssignmentT assignmentOf(const std::string& operand, std::size_t equals) {
+    const pbcommon::VariableAddress address = addressOf(operand.substr(0, equals));
+    const std::string value = operand.substr(equals + 1);
+    if (value == "-") {
+        return {.address = address, .from = AssignmentT::From::kStandardInput};
+    }
+    return {.address = address, .value = value};
+}
 
 }  // namespace
 
@@ -431,24 +463,28 @@ pbcommon::VariableAddress addressOf(const std::string& text) {
                               "for an instance other than 0");
 }
 
-std::vector<AssignmentT> parseAssignments(const OperandsT& operands) {
+std::vector<AssignmentT> parseAssignments(const OperandsT& operands, bool bCanAsk) {
     std::vector<AssignmentT> assignments;
+    int nPiped = 0;
     for (std::size_t i = 0; i < operands.size(); ++i) {
         const std::string& operand = operands[i];
         const std::size_t equals = operand.find('=');
         if (equals != std::string::npos) {
+            assignments.push_back(assignmentOf(operand, equals));
+            nPiped += assignments.back().from == AssignmentT::From::kStandardInput ? 1 : 0;
+        } else if (operands.size() == 1 && bCanAsk) {
             assignments.push_back(
-                {addressOf(operand.substr(0, equals)), operand.substr(equals + 1)});
-        } else if (operands.size() == 1) {
-            assignments.push_back({addressOf(operand), std::nullopt});
+                {.address = addressOf(operand), .from = AssignmentT::From::kTerminal});
         } else if (i == 0 && operands.size() == 2 && operands[1].find('=') == std::string::npos) {
-            throw Failure(
-                kUsage, "set takes NAME=VALUE; did you mean " + operand + "=" + operands[1] + "?");
+            throw Failure(kUsage, "set requires NAME=VALUE; did you mean " + operand + "=" +
+                                      operands[1] + "?");
         } else {
             throw Failure(kUsage, "argument " + std::to_string(i + 1) +
-                                      " of set has no '='; set takes NAME=VALUE, or one NAME "
-                                      "alone with its value on standard input");
+                                      " of set has no '='; write " + kValueForms);
         }
+    }
+    if (nPiped > 1) {
+        throw Failure(kUsage, "standard input holds one value; write NAME=- only once");
     }
     return assignments;
 }

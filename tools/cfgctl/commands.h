@@ -49,13 +49,17 @@ struct CommandT {
 
 /// An operand of `set`.
 struct AssignmentT {
+    enum class From { kOperand, kStandardInput, kTerminal };
+
     pbcommon::VariableAddress address;
-    std::optional<std::string> value;  ///< nothing: to be read from standard input
+    From from = From::kOperand;
+    std::string value{};  ///< where it is the operand's
 };
 
-/// Reads NAME=VALUE..., or one NAME alone. A failure never shows what may be a value, except in the
+/// Reads NAME=VALUE..., with NAME=- for a value on standard input at most once; or one NAME alone,
+/// whose value somebody can be asked for. A failure never shows what may be a value, except in the
 /// correction of "NAME VALUE". @throws Failure  kUsage
-[[nodiscard]] std::vector<AssignmentT> parseAssignments(const OperandsT& operands);
+[[nodiscard]] std::vector<AssignmentT> parseAssignments(const OperandsT& operands, bool bCanAsk);
 
 }  // namespace cfgctl
 

@@ -7,10 +7,12 @@
 #include <cerrno>
 #include <csignal>
 #include <cstring>
+#include <optional>
 
 #include "failure.h"
 #include "frame.h"
 #include "output.h"
+#include "text.h"
 
 namespace cfgctl {
 
@@ -73,16 +75,21 @@ std::string readInput(bool bLine) {
     return text;
 }
 
-std::string typedValue(const std::string& sName) {
+std::string typedLine(const std::string& sPrompt, bool bHidden) {
     for (;;) {
         std::string text;
         {
-            const HiddenTyping hidden;
-            printError("Value for " + sName + " (not shown): ");
+            std::optional<HiddenTyping> hidden;
+            if (bHidden) {
+                hidden.emplace();
+            }
+            printError(sPrompt);
             text = readInput(true);
         }
-        if (!text.ends_with('\n')) {
-            printError("\n");  // the next line shall not stand behind the prompt
+        if (text.ends_with('\n')) {
+            text.pop_back();
+        } else {
+            printError("\n");  // the next line starts on its own after end of input, too
         }
         if (gSignal == 0) {
             return text;
@@ -91,18 +98,35 @@ std::string typedValue(const std::string& sName) {
     }
 }
 
+/// @throws Failure  kUsage (the value is empty: what left it out is seldom meant so)
+std::string notEmpty(std::string text, const std::string& sName) {
+    if (text.empty()) {
+        throw Failure(kUsage, "no value was given for " + sName +
+                                  "; nothing was sent ('NAME=' sets an empty value)");
+    }
+    return text;
+}
+
 }  // namespace
 
-std::string readValue(const std::string& sName) {
-    const bool bTerminal = isatty(STDIN_FILENO) == 1;
-    std::string text = bTerminal ? typedValue(sName) : readInput(false);
-    if (bTerminal && text.empty()) {  // end of input; a bare return key is an empty value
-        throw Failure(kUsage, "no value was typed for " + sName + "; nothing was changed");
-    }
+bool canAsk() { return isatty(STDIN_FILENO) == 1 && isatty(STDERR_FILENO) == 1; }
+
+std::string pipedValue(const std::string& sName) {
+    std::string text = readInput(false);
     if (text.ends_with('\n')) {
         text.pop_back();
     }
-    return text;
+    return notEmpty(text, sName);
+}
+
+std::string typedValue(const std::string& sName, const std::string& sHint, bool bHidden) {
+    const std::string sShown = bHidden ? "; not shown): " : "): ";
+    return notEmpty(typedLine("Value for " + sName + " (" + shown(sHint) + sShown, bHidden), sName);
+}
+
+bool isConfirmed(const std::string& sQuestion) {
+    const std::string sAnswer = typedLine(sQuestion + " [y/N] ", false);
+    return sAnswer == "y" || sAnswer == "Y" || sAnswer == "yes";
 }
 
 }  // namespace cfgctl

@@ -5,12 +5,25 @@
 
 namespace cfgctl {
 
-/// The value of `sName` from standard input: all of it without one newline at its end. On a
-/// terminal: one line, asked for on standard error and not shown; the terminal is left as it was,
-/// also when a signal ends the program meanwhile. A value too long for any message is cut to a
-/// length that is still too long.
-/// @throws Failure  kUsage (nothing typed on a terminal, or input that cannot be read)
-[[nodiscard]] std::string readValue(const std::string& sName);
+/// Whether somebody can be asked: standard input and standard error are a terminal.
+[[nodiscard]] bool canAsk();
+
+/// The value of `sName`: all of standard input without one line feed at its end. One too long for
+/// any message is cut to a length that is still too long.
+/// @throws Failure  kUsage (it is empty, or cannot be read)
+[[nodiscard]] std::string pipedValue(const std::string& sName);
+
+/// The value of `sName` as it is typed in a terminal: one line, asked for on standard error.
+/// @param sHint    what may be typed
+/// @param bHidden  typing is not shown; the terminal is left as it was, also when a signal ends the
+///                 program meanwhile
+/// @throws Failure  kUsage (nothing was typed, or standard input cannot be read)
+[[nodiscard]] std::string typedValue(const std::string& sName, const std::string& sHint,
+                                     bool bHidden);
+
+/// Asks in a terminal. @return whether the answer is yes
+/// @throws Failure  kUsage (standard input cannot be read)
+[[nodiscard]] bool isConfirmed(const std::string& sQuestion);
 
 }  // namespace cfgctl
 

@@ -20,6 +20,7 @@ struct OptionsT {
     bool bJson = false;
     bool bDryRun = false;
     bool bReveal = false;
+    bool bYes = false;
     std::optional<std::uint64_t> mostChanges{};
     std::optional<std::uint64_t> since{};  ///< revision
 };
