@@ -8,6 +8,7 @@
 
 #include <algorithm>
 #include <charconv>
+#include <csignal>
 #include <cstddef>
 #include <cstdio>
 #include <cstdlib>
@@ -462,6 +463,9 @@ int logmsg_remote(const char* fmt, ...) {
 }
 
 void logmsg_init(int processorNum, const char* pAppName) {
+    // a record that cannot be written is lost; it does not end the process
+    std::signal(SIGPIPE, SIG_IGN);  // its reader has gone
+    std::signal(SIGXFSZ, SIG_IGN);  // its file has reached the size limit
     gProcessorNum = processorNum;
     if (pAppName != nullptr) {
         strlcpy(gAppName, pAppName, sizeof(gAppName));

@@ -45,7 +45,8 @@
 [[gnu::format(printf, 4, 0)]] int va_logmsg(va_list ap, int level, const char* component,
                                             const char* fmt);
 
-/// Opens the facility. Called once, at start-up.
+/// Opens the facility. Called once, at start-up. From here on the process ignores SIGPIPE and
+/// SIGXFSZ: a write that fails, of a record or of anything else, returns its error and no more.
 /// @param processorNum  written into every record
 /// @param pAppName      written into every record, cut to 39 characters; copied. Null or empty: the
 ///                      name under which the process was started

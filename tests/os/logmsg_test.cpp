@@ -1,6 +1,8 @@
 #include "logmsg.h"
 
 #include <gmock/gmock.h>
+#include <sys/resource.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -24,6 +26,27 @@ const char* volatile emptyText = "";
 
 /// From here on this process was started as "a/os_t": where the tests stand tells nothing.
 void startedFromShortPath() { std::strcpy(program_invocation_name, "a/os_t"); }
+
+/// Makes device and standard output pipes whose reader has gone.
+void withoutReader() {
+    mkfifo(gLogDevicePath, 0600);
+    const int reader = open(gLogDevicePath, O_RDONLY | O_NONBLOCK);
+    dup2(open(gLogDevicePath, O_WRONLY), STDOUT_FILENO);
+    logmsg_init(0, "AppConfig");
+    unlink(gLogDevicePath);
+    close(reader);
+}
+
+/// What `calls` return under a limit of 0 bytes for every file.
+IntsT withoutRoom(IntsT (*calls)()) {
+    rlimit limit{};
+    getrlimit(RLIMIT_FSIZE, &limit);
+    const rlimit none{.rlim_cur = 0, .rlim_max = limit.rlim_max};
+    setrlimit(RLIMIT_FSIZE, &none);
+    IntsT returned = calls();
+    setrlimit(RLIMIT_FSIZE, &limit);
+    return returned;
+}
 
 /// A record too long for its 2,048 bytes, as the device gets it.
 std::string cut(const std::string& record) { return record.substr(0, 2047) + '\0'; }
@@ -104,6 +127,10 @@ const LogCaseT logCases[] = {
         logmsg_set_syslog_echo(1), raw("b\n")}; }, .device = "b\n", .returned = {0, 1, 0, 1}},
     {.name = "DescriptorZeroIsNotWritten", .calls = [] { return IntsT{raw("a\n")}; }, .returned = {1},
      .begin = [] { close(0); logmsg_init(0, "AppConfig"); }},
+    {.name = "ReaderThatHasGone", .calls = [] { return IntsT{raw("a\n"), raw("b\n")}; }, .returned = {1, 1},
+     .begin = withoutReader, .indexText = "1", .deviceExists = false},
+    {.name = "FileSizeLimit", .calls = [] { return withoutRoom([] { return IntsT{raw("a\n")}; }); },
+     .returned = {1}, .indexText = "1"},
     // beginnings
     {.name = "NotInitialised", .calls = [] { return IntsT{logerr("c", "a\n")}; }, .returned = {0},
      .err = "os_t: va_logmsg: You should call logmsg_init() before any logging functions (including printf())\n",
