@@ -7,6 +7,7 @@
 #include <chrono>
 #include <csignal>
 #include <cstdlib>
+#include <functional>
 #include <string>
 #include <thread>
 #include <utility>
@@ -18,8 +19,10 @@
 /// One daemon process, of the program DAEMON, and the directories that it works in.
 class Daemon {
 public:
-    explicit Daemon(const TemporaryDirectory& home, std::vector<const char*> arguments = {},
-                    const std::string& sRuntime = "run")
+    /// @param prepare  called in the process before it becomes the daemon
+    explicit Daemon(
+        const TemporaryDirectory& home, std::vector<const char*> arguments = {},
+        const std::string& sRuntime = "run", const std::function<void()>& prepare = [] {})
         : m_sRuntime(home.path(sRuntime)),
           m_sLog(home.file("log" + std::to_string(++gStarted))),
           m_pid(fork()) {
@@ -30,6 +33,7 @@ public:
         setenv("STATE_DIRECTORY", home.path("state").c_str(), 1);
         setenv("CONFIGURATION_DIRECTORY", home.path("config").c_str(), 1);
         setenv("TEST_LOG_DEVICE", m_sLog.c_str(), 1);
+        prepare();
         execv(DAEMON, const_cast<char* const*>(arguments.data()));
         _exit(127);
     }

@@ -1,9 +1,26 @@
+#include <fcntl.h>
 #include <strings.h>
 #include <sys/resource.h>
+#include <unistd.h>
 
 #include "AppConfigServiceProvider.h"
 #include "logmsg.h"
 #include "msgpass.h"
+
+/// Opens those of descriptors 0 to 2 that are closed on the null device. The next files opened
+/// would get these numbers, and what is written to standard output or standard error would go into
+/// them: the log into the lock of the state. Without a null device "/" keeps the numbers taken:
+/// nothing can be read or written through such a descriptor, as if it were closed.
+void fillStandardDescriptors() {
+    int fd;
+    do {
+        fd = open("/dev/null", O_RDWR);
+        fd = fd < 0 ? open("/", O_PATH) : fd;
+    } while (fd >= 0 && fd <= STDERR_FILENO);
+    if (fd >= 0) {
+        close(fd);
+    }
+}
 
 /// Sets `*coredump` to 1 when an argument is the switch "--coredump", in any letter case, else to
 /// 0. Every other argument is ignored.
@@ -27,6 +44,7 @@ void setCore(bool enabled) {
 }
 
 int main(int argc, char** argv) {
+    fillStandardDescriptors();
     int coredump;
     parse_params(argc, argv, &coredump);
     setCore(coredump != 0);
