@@ -1,10 +1,29 @@
+#include <grp.h>
 #include <malloc.h>
 #include <sys/syscall.h>
 #include <unistd.h>
 
+#include <atomic>
 #include <deque>
 
 #include "dispatchercase.h"
+
+namespace {
+
+constexpr gid_t kNoGroup = 0;
+/// What the system says of any group that is looked up: its number or kNoGroup, or an error.
+std::atomic<gid_t> gGroup;
+std::atomic<int> gGroupError;
+
+}  // namespace
+
+/// Takes the place of the C library's.
+extern "C" int getgrnam_r(const char* /*name*/, group* entry, char* /*texts*/, size_t /*nBytes*/,
+                          group** found) {
+    entry->gr_gid = gGroup;
+    *found = gGroup == kNoGroup ? nullptr : entry;
+    return gGroupError;
+}
 
 namespace {
 
@@ -74,6 +93,39 @@ TEST_F(Limits, KeepAUserFromTheOthersShareAndAllUsersFromTheSystems) {
     EXPECT_TRUE(serves()) << "root gets in";
     m_clients.pop_front();
     EXPECT_TRUE(soon([this, uid] { return served(uid, 1) == 1; }));
+}
+
+TEST_F(Dispatcher, LooksUpRoleGroupsUntilTheyAreFound) {
+    if (getuid() != 0) GTEST_SKIP() << "only root can be somebody else";
+    constexpr gid_t kGroup = 65500;
+    const struct {
+        gid_t group;
+        int nError;
+        AppConfig::SecurityRole role;
+        std::size_t nLogged;
+    } steps[] = {
+        {kNoGroup, EMFILE, AppConfig::kUser, 1},  {kNoGroup, EIO, AppConfig::kUser, 1},
+        {kNoGroup, 0, AppConfig::kUser, 1},       {kNoGroup, EMFILE, AppConfig::kUser, 2},
+        {kGroup, 0, AppConfig::kProvisioning, 2}, {kNoGroup, EIO, AppConfig::kProvisioning, 2},
+    };
+    std::filesystem::permissions(m_directory.path(), std::filesystem::perms(0711));
+    start();
+    for (const auto& step : steps) {
+        gGroup = step.group;
+        gGroupError = step.nError;
+        // this thread alone: the dispatcher stays who it is
+        syscall(SYS_setresgid, -1, kGroup, -1);
+        syscall(SYS_setresuid, -1, 65500, -1);
+        const RawClient client(socketPath());
+        const auto mayAct = [&client](int nRole) {
+            return answer(client, getFrame("n", "role: " + std::to_string(nRole))).front() == 'n';
+        };
+        const bool bRole = mayAct(step.role) && !mayAct(step.role + 1);
+        syscall(SYS_setresuid, -1, 0, -1);
+        syscall(SYS_setresgid, -1, 0, -1);
+        EXPECT_TRUE(bRole) << strerror(step.nError);
+        EXPECT_EQ(m_log.count("cannot look up group"), step.nLogged);
+    }
 }
 
 TEST_F(Limits, LetAWholeFrameWaitUntilTheServiceIsReady) {

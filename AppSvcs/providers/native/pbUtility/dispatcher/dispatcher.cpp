@@ -177,7 +177,7 @@ void PbUtilsImpl::acceptLater(const asio::error_code& error) {
 void PbUtilsImpl::welcome(Session::Socket socket) {
     Peer peer;
     if (m_peerReader.read(socket.native_handle(), peer) != kNoError) {
-        logerr("pbUtility", "connection closed: its peer cannot be told\n");
+        logerr("pbUtility", "connection closed: cannot read the peer's credentials\n");
         return;
     }
     if (!m_connections.admits(peer)) {

@@ -6,17 +6,32 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <cstring>
+#include <iterator>
 #include <vector>
+
+#include "logmsg.h"
 
 namespace PbUtility {
 
 namespace {
 
-constexpr gid_t kNoGroup = static_cast<gid_t>(-1);
+constexpr std::size_t kMaxGroupBytes = std::size_t{1} << 20;  ///< of an entry, with all its members
 
-gid_t groupNamed(const char* name) {
-    const group* const entry = getgrnam(name);
-    return entry == nullptr ? kNoGroup : entry->gr_gid;
+/// @return 0, also when there is no such group; else the error that kept it from being found
+int findGroup(const char* name, std::optional<gid_t>& gid) {
+    std::vector<char> texts(1024);
+    group entry{};
+    group* found = nullptr;
+    int nError = 0;
+    while ((nError = getgrnam_r(name, &entry, texts.data(), texts.size(), &found)) == ERANGE &&
+           texts.size() < kMaxGroupBytes) {
+        texts.resize(2 * texts.size());
+    }
+    if (found != nullptr) {
+        gid = found->gr_gid;
+    }
+    return nError;
 }
 
 /// The peer's supplementary groups.
@@ -37,6 +52,10 @@ eErrorT readGroups(int fd, std::vector<gid_t>& groups) {
 
 }  // namespace
 
+PeerReader::PeerReader()
+    : m_groups{{APPCONFIG_PROVISIONING_GROUP, AppConfig::kProvisioning, {}},
+               {APPCONFIG_ADMIN_GROUP, AppConfig::kAdmin, {}}} {}
+
 eErrorT PeerReader::read(int fd, Peer& peer) {
     ucred credentials{};
     socklen_t nBytes = sizeof(credentials);
@@ -55,23 +74,32 @@ eErrorT PeerReader::read(int fd, Peer& peer) {
 }
 
 eErrorT PeerReader::roleOfMember(int fd, gid_t primary, AppConfig::SecurityRole& role) {
-    if (!m_groups) {
-        m_groups = {.admin = groupNamed(APPCONFIG_ADMIN_GROUP),
-                    .provisioning = groupNamed(APPCONFIG_PROVISIONING_GROUP)};
-    }
+    lookUpGroups();
     std::vector<gid_t> memberOf;
     if (readGroups(fd, memberOf) != kNoError) {
         return kSystemCallFailed;
     }
     memberOf.push_back(primary);
-    const auto isMember = [&memberOf](gid_t wanted) {
-        return wanted != kNoGroup &&
-               std::find(memberOf.begin(), memberOf.end(), wanted) != memberOf.end();
-    };
-    role = isMember(m_groups->provisioning) ? AppConfig::kProvisioning
-           : isMember(m_groups->admin)      ? AppConfig::kAdmin
-                                            : AppConfig::kUser;
+    const auto* const group = std::find_if(
+        std::begin(m_groups), std::end(m_groups), [&memberOf](const RoleGroup& wanted) {
+            return wanted.gid &&
+                   std::find(memberOf.begin(), memberOf.end(), *wanted.gid) != memberOf.end();
+        });
+    role = group == std::end(m_groups) ? AppConfig::kUser : group->role;
     return kNoError;
+}
+
+void PeerReader::lookUpGroups() {
+    bool bFailed = false;
+    for (RoleGroup& group : m_groups) {
+        const int nError = group.gid ? 0 : findGroup(group.name, group.gid);
+        if (nError != 0 && !bFailed && !m_bLookUpFailed) {
+            logerr("pbUtility", "cannot look up group %s: %s; treating it as empty\n", group.name,
+                   strerror(nError));
+        }
+        bFailed |= nError != 0;
+    }
+    m_bLookUpFailed = bFailed;
 }
 
 }  // namespace PbUtility

@@ -20,25 +20,30 @@ struct Peer {
 /// Tells who is connected. Taken once per connection from the kernel's peer credentials; nothing
 /// the peer sends can raise the role. Root and the service's own user may act up to kSystem,
 /// members of the groups that this build names up to their role, everyone else as kUser. A group
-/// that does not exist has no members.
+/// that does not exist, or cannot be looked up, has no members; it is looked up again for the next
+/// peer, so that one made later counts. One that was found is kept: what a name service has said
+/// once is not asked for with every connection.
 class PeerReader {
 public:
+    PeerReader();
+
     /// @param fd    connected AF_UNIX stream socket; borrowed
     /// @param peer  set on kNoError only
     /// @return kNoError; kSystemCallFailed (errno kept)
     [[nodiscard]] eErrorT read(int fd, Peer& peer);
 
 private:
-    struct RoleGroups {
-        gid_t admin;
-        gid_t provisioning;
+    struct RoleGroup {
+        const char* name;
+        AppConfig::SecurityRole role;  ///< of its members
+        std::optional<gid_t> gid;      ///< once it is found, for the first peer that needs it
     };
 
     [[nodiscard]] eErrorT roleOfMember(int fd, gid_t primary, AppConfig::SecurityRole& role);
+    void lookUpGroups();
 
-    // looked up for the first peer that needs them, for that loads the system's name services; a
-    // group made later counts from the next start
-    std::optional<RoleGroups> m_groups;
+    RoleGroup m_groups[2];         ///< the highest role first
+    bool m_bLookUpFailed = false;  ///< and has been logged
 };
 
 }  // namespace PbUtility
