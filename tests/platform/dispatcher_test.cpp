@@ -90,7 +90,7 @@ TEST_F(Dispatcher, FailsWithOneClearLineWhereItCannotListenAndJoinReturnsAtOnce)
     const std::pair<std::string, const char*> places[] = {
         {"no/such/run", "cannot create the runtime directory"},
         {"taken/echo.sock", "cannot open"},
-        {"taken", "is in the way"},
+        {"taken", "exists and is not a socket"},
         {std::string(100, 'd'), "is too long"}};
     for (const auto& [sPlace, reason] : places) {
         setenv("RUNTIME_DIRECTORY", m_directory.path(sPlace).c_str(), 1);

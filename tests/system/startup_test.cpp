@@ -1,6 +1,7 @@
 // The real daemon, started where something is missing or somebody is in its way.
 #include <fcntl.h>
 #include <gmock/gmock.h>
+#include <sys/stat.h>
 
 #include "daemon.h"
 
@@ -26,6 +27,26 @@ TEST_F(StartUp, GivesNoFileOfItsOwnTheNumberOfAStandardStream) {
             const std::string sLink = "/proc/" + std::to_string(daemon.pid()) + "/fd/" + fd;
             EXPECT_EQ(std::filesystem::read_symlink(sLink), "/dev/null") << nClosed;
         }
+    }
+}
+
+TEST_F(StartUp, KeepsTwoLocksInOneDirectoryAndOpensTheOneThatItMakes) {
+    const auto modeOf = [this](const char* name) {
+        return std::filesystem::status(m_home.path(name)).permissions();
+    };
+    const Daemon daemon(m_home, {}, "run", [] { umask(077); });
+    ASSERT_TRUE(daemon.serves());
+    EXPECT_EQ(modeOf("run"), std::filesystem::perms(0755));
+    EXPECT_EQ(modeOf("run/appconfig.sock"), std::filesystem::perms(0666));
+    const TemporaryDirectory other;
+    const Daemon both(other, {}, "state");
+    ASSERT_TRUE(both.serves());
+    const std::string sLocks = TemporaryDirectory::contentOf("/proc/locks");
+    for (const char* const lock : {"state/appconfig.lock", "state/appconfig.sock.lock"}) {
+        struct stat status {};
+        ASSERT_EQ(stat(other.path(lock).c_str(), &status), 0) << lock;
+        EXPECT_THAT(sLocks, HasSubstr(" WRITE " + std::to_string(both.pid()) + " "));
+        EXPECT_THAT(sLocks, HasSubstr(":" + std::to_string(status.st_ino) + " 0 EOF")) << lock;
     }
 }
 

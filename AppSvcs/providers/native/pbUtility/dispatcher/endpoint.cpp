@@ -30,12 +30,15 @@ eErrorT Endpoint::claim(const std::string& sDirectory, const std::string& sName)
         logcrit("pbUtility", "%s is too long for the path of a socket\n", m_sSocketPath.c_str());
         return kBadPath;
     }
-    if (mkdir(sDirectory.c_str(), kDirectoryMode) != 0 && errno != EEXIST) {
+    // chmod: whatever the umask says, every user reaches the socket
+    const bool bMade = mkdir(sDirectory.c_str(), kDirectoryMode) == 0 &&
+                       chmod(sDirectory.c_str(), kDirectoryMode) == 0;
+    if (!bMade && errno != EEXIST) {
         logcrit("pbUtility", "cannot create the runtime directory %s: %s\n", sDirectory.c_str(),
                 strerror(errno));
         return kBadPath;
     }
-    const eErrorT result = lock(sDirectory, sDirectory + "/" + sName + ".lock");
+    const eErrorT result = lock(sDirectory, m_sSocketPath + ".lock");
     return result == kNoError ? removeStaleSocket() : result;
 }
 
@@ -56,7 +59,7 @@ eErrorT Endpoint::removeStaleSocket() {
     struct stat status {};
     const bool bExists = lstat(m_sSocketPath.c_str(), &status) == 0;
     if (bExists && !S_ISSOCK(status.st_mode)) {
-        logcrit("pbUtility", "%s is in the way: it is no socket\n", m_sSocketPath.c_str());
+        logcrit("pbUtility", "%s exists and is not a socket\n", m_sSocketPath.c_str());
     } else if (!bExists || unlink(m_sSocketPath.c_str()) == 0) {
         return kNoError;
     } else {

@@ -9,7 +9,8 @@
 namespace PbUtility {
 
 /// The place in the file system under which clients find an endpoint: "<name>.sock" in a runtime
-/// directory, guarded by a lock on "<name>.lock" beside it, so that one process at a time owns it.
+/// directory, guarded by a lock on "<name>.sock.lock" beside it, so that one process at a time owns
+/// it: a name of its own, since the directory may be one where others keep theirs.
 /// Not for two owners within one process: the lock does not tell them apart.
 class Endpoint {
 public:
@@ -19,7 +20,7 @@ public:
     Endpoint(const Endpoint&) = delete;
     Endpoint& operator=(const Endpoint&) = delete;
 
-    /// Makes the directory if need be, takes the lock and clears away a socket that a killed owner
+    /// Makes the directory if need be (0755; one that exists keeps its mode), takes the lock and clears away a socket that a killed owner
     /// left. Changes nothing when another process holds the lock. A failure has been logged, once,
     /// when this returns.
     /// @return kNoError; kAlreadyInUse; kBadPath (directory missing, not usable, or its path too
