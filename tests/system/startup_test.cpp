@@ -8,6 +8,7 @@
 namespace {
 
 using testing::HasSubstr;
+using testing::Not;
 
 class StartUp : public testing::Test {
 protected:
@@ -47,6 +48,31 @@ TEST_F(StartUp, KeepsTwoLocksInOneDirectoryAndOpensTheOneThatItMakes) {
         ASSERT_EQ(stat(other.path(lock).c_str(), &status), 0) << lock;
         EXPECT_THAT(sLocks, HasSubstr(" WRITE " + std::to_string(both.pid()) + " "));
         EXPECT_THAT(sLocks, HasSubstr(":" + std::to_string(status.st_ino) + " 0 EOF")) << lock;
+    }
+}
+
+TEST_F(StartUp, OneOfTwoServesAndTheNextWaitsUntilItHasEnded) {
+    const std::string sSocket = m_home.path("run/appconfig.sock");
+    const auto shutDown = [&sSocket] {
+        const RawClient client(sSocket);
+        pbcommon::Reply reply;
+        client.send(RawClient::frame("role: kSystem shutdown {}"));
+        return client.receive(reply) && reply.code() == pbcommon::kNoError;
+    };
+    const char* const rounds = std::getenv("START_ROUNDS");
+    for (int n = rounds == nullptr ? 5 : std::atoi(rounds); n > 0; --n) {
+        Daemon first(m_home), second(m_home);
+        const bool bFirst = first.serves();
+        Daemon &serving = bFirst ? first : second, &waiting = bFirst ? second : first;
+        ASSERT_TRUE(serving.serves()) << first.log() << second.log();
+        EXPECT_THAT(waiting.log(), Not(HasSubstr("listening")));
+        ASSERT_TRUE(shutDown());
+        ASSERT_TRUE(waiting.serves()) << waiting.log();
+        EXPECT_EQ(serving.wait(), 0);
+        ASSERT_TRUE(shutDown());
+        Daemon next(m_home);
+        ASSERT_TRUE(next.serves()) << next.log();
+        EXPECT_EQ(waiting.wait(), 0);
     }
 }
 

@@ -152,13 +152,14 @@ TEST_F(System, StartsAgainAfterBeingKilledAndOnlyOnceAtATime) {
     m_daemon->kill();
     start();
     EXPECT_EQ(cfgctl("get management.snmp.location").sOut, "Lobby\n");
-    for (const auto& [sRuntime, sHeld] : {std::pair{"run", "run"}, {"elsewhere", "state"}}) {
-        Daemon second(m_home, {}, sRuntime);
-        EXPECT_EQ(second.wait(), 0);
-        EXPECT_THAT(second.log(),
-                    HasSubstr("process " + std::to_string(m_daemon->pid()) + " holds " +
-                              m_home.path(sHeld) + " already; this one ends\n"));
+    const TemporaryDirectory elsewhere;
+    Daemon onState(m_home, {}, "elsewhere"), onSocket(elsewhere, {}, m_home.path("run"));
+    for (const auto& [second, held] : {std::pair{&onState, "state"}, {&onSocket, "run"}}) {
+        EXPECT_EQ(second->wait(), 0);
+        EXPECT_THAT(second->log(), HasSubstr(m_home.path(held) + " is in use by process " +
+                                             std::to_string(m_daemon->pid()) + "; exiting\n"));
     }
+    EXPECT_FALSE(std::filesystem::exists(m_home.path("elsewhere")));
     EXPECT_EQ(cfgctl("get management.snmp.location").sOut, "Lobby\n");
 }
 
@@ -282,7 +283,8 @@ TEST_F(System, TellsTheServiceManagerWhenItServes) {
         EXPECT_EQ(recv(fd, sMessage.data(), sMessage.size(), 0), 7) << daemon.log();
         EXPECT_STREQ(sMessage.c_str(), "READY=1");
         EXPECT_EQ(cfgctl("ping").nStatus, 0);
-        Daemon unable(m_home);
+        const TemporaryDirectory other;
+        Daemon unable(other, {}, "no/directory");
         EXPECT_EQ(unable.wait(), 0);
         EXPECT_EQ(recv(fd, sMessage.data(), sMessage.size(), MSG_DONTWAIT), -1);
         close(fd);

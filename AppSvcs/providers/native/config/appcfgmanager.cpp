@@ -12,7 +12,15 @@
 
 namespace AppConfig {
 
-AppCfgManager* AppCfgManager::getInstance() { return &ConfigStore::process().manager(); }
+/// Ends the process, in order, where another one works on this state: that is known before the
+/// dispatcher starts, which would take the endpoint from whoever has the state.
+AppCfgManager* AppCfgManager::getInstance() {
+    ConfigStore& store = ConfigStore::process();
+    if (store.database().isHeldByAnother()) {
+        std::exit(EXIT_SUCCESS);
+    }
+    return &store.manager();
+}
 
 eErrorT AppCfgManager::setSecurityRole(AppConfig::SecurityRole role) {
     m_impl->setServiceRole(role);
@@ -23,12 +31,7 @@ eErrorT AppCfgManager::setPbInterface(PbUtility::PbUtils* pbInterface) {
     if (pbInterface == nullptr) {
         return kBadParameter;
     }
-    PbUtility::PbUtilsImpl& dispatcher = PbUtility::PbUtilsImpl::of(*pbInterface);
-    if (m_impl->database().isHeldByAnother()) {
-        dispatcher.end();  // that process serves this state
-        return kAlreadyInUse;
-    }
-    dispatcher.setRequestHandler(m_impl->requests());
+    PbUtility::PbUtilsImpl::of(*pbInterface).setRequestHandler(m_impl->requests());
     return kNoError;
 }
 

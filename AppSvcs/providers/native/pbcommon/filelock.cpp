@@ -5,10 +5,17 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <chrono>
+#include <thread>
 
 namespace pbcommon {
 
 namespace {
+
+using Clock = std::chrono::steady_clock;
+
+constexpr std::chrono::seconds kPatience{5};  ///< of a process, for all its locks
+constexpr std::chrono::milliseconds kRetry{10};
 
 constexpr mode_t kLockMode = 0600;
 
@@ -28,6 +35,17 @@ pid_t holderOf(int fd) {
 }  // namespace
 
 eErrorT FileLock::take(const std::string& path, pid_t& holder) {
+    static const Clock::time_point deadline = Clock::now() + kPatience;
+    eErrorT result = tryToTake(path, holder);
+    while (result == kAlreadyInUse && Clock::now() < deadline) {
+        std::this_thread::sleep_for(kRetry);
+        result = tryToTake(path, holder);
+    }
+    return result;
+}
+
+/// Opens the file each time: the one that is locked is the one that has the name.
+eErrorT FileLock::tryToTake(const std::string& path, pid_t& holder) {
     const int fd = open(path.c_str(), O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW, kLockMode);
     if (fd < 0) {
         return kBadPath;
@@ -52,6 +70,10 @@ void FileLock::release() {
         close(m_fd);
         m_fd = -1;
     }
+}
+
+std::string inUseBy(const std::string& sDirectory, pid_t holder) {
+    return sDirectory + " is in use by process " + std::to_string(holder) + "; exiting";
 }
 
 }  // namespace pbcommon

@@ -21,8 +21,9 @@ public:
     FileLock(const FileLock&) = delete;
     FileLock& operator=(const FileLock&) = delete;
 
-    /// Makes the file if need be, for its owner alone, and locks it; never waits. Logs nothing. Not
-    /// while this object holds a lock.
+    /// Makes the file if need be, for its owner alone, and locks it. A process that has just
+    /// started waits for a holder that is about to end: until five seconds after its first lock was
+    /// asked for, and never later. Logs nothing. Not while this object holds a lock.
     /// @param path    a symbolic link is not followed
     /// @param holder  set on kAlreadyInUse only: the process that holds the lock, 0 when unknown
     /// @return kNoError; kAlreadyInUse; kBadPath (the file cannot be opened or made, errno kept);
@@ -35,8 +36,13 @@ public:
     void release();
 
 private:
+    [[nodiscard]] eErrorT tryToTake(const std::string& path, pid_t& holder);
+
     int m_fd = -1;
 };
+
+/// "/run/appconfig is in use by process 4711; exiting", for the log of who could not take the lock.
+[[nodiscard]] std::string inUseBy(const std::string& sDirectory, pid_t holder);
 
 }  // namespace pbcommon
 

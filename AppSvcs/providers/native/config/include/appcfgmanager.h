@@ -34,7 +34,9 @@ public:
     /// What a submit notification announces.
     enum SubmitNtfyType { kSubmitStart = 0, kSubmitEnd = 1 };
 
-    /// The process's store; the same instance on every call, alive until the process ends.
+    /// The process's store; the same instance on every call, alive until the process ends. Where
+    /// another process works on the store's state, that is logged and this process exits with
+    /// status 0.
     static AppCfgManager* getInstance();
 
     /// Role in which the service acts towards the store: what handlers are told as the role of a
@@ -43,8 +45,7 @@ public:
 
     /// Lets requests that come in through `pbInterface` reach the store.
     /// @param pbInterface  borrowed; outlives all dispatching
-    /// @return kNoError; kBadParameter (null); kAlreadyInUse (another process works on the store's
-    ///         state: the dispatcher ends)
+    /// @return kNoError; kBadParameter (null)
     eErrorT setPbInterface(PbUtility::PbUtils* pbInterface);
 
     /// The value exactly as stored.

@@ -147,8 +147,7 @@ bool DatabaseFile::claim(const std::string& sDirectory) {
     const eErrorT locked = m_lock.take(sLock, holder);
     m_bHeldByAnother = locked == kAlreadyInUse;
     if (m_bHeldByAnother) {
-        logcrit("cfgCommon", "process %d holds %s already; this one ends\n", holder,
-                sDirectory.c_str());
+        logcrit("cfgCommon", "%s\n", pbcommon::inUseBy(sDirectory, holder).c_str());
     } else if (locked != kNoError) {
         logcrit("cfgCommon", "cannot lock %s: %s\n", sLock.c_str(), strerror(errno));
     } else if (chmod(sDirectory.c_str(), kDirectoryMode) != 0) {

@@ -46,8 +46,7 @@ eErrorT Endpoint::lock(const std::string& sDirectory, const std::string& sLockPa
     pid_t holder = 0;
     const eErrorT result = m_lock.take(sLockPath, holder);
     if (result == kAlreadyInUse) {
-        logcrit("pbUtility", "process %d holds %s already; this one ends\n", holder,
-                sDirectory.c_str());
+        logcrit("pbUtility", "%s\n", pbcommon::inUseBy(sDirectory, holder).c_str());
     } else if (result != kNoError) {
         logcrit("pbUtility", "cannot %s %s: %s\n", result == kBadPath ? "open" : "lock",
                 sLockPath.c_str(), strerror(errno));
