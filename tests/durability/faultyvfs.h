@@ -1,10 +1,12 @@
 #ifndef TESTS_DURABILITY_FAULTYVFS_H
 #define TESTS_DURABILITY_FAULTYVFS_H
 
+#include <gtest/gtest.h>
 #include <sqlite3.h>
 
 #include <algorithm>
 #include <array>
+#include <cerrno>
 #include <cstddef>
 #include <filesystem>
 #include <fstream>
@@ -21,44 +23,63 @@
 struct Fault {
     enum Kind {
         kPowerCut,
-        kFull,   ///< a write finds no room
-        kError,  ///< the disk reports an error; after one of a sync nobody knows what is durable
+        kFull,    ///< a write finds no room
+        kError,   ///< the disk reports an error; after one of a sync nobody knows what is durable
+        kUnread,  ///< a read fails, and all later ones of the same place
     };
 
     Kind kind = kPowerCut;
     bool bOnce = false;   ///< else all later operations fail, too
-    std::size_t nAt = 0;  ///< which operation, from 1; 0: none
+    std::size_t nAt = 0;  ///< which operation (or read), from 1; 0: none
 };
 
 /// SQLite's file system while it lives: the usual one, but that nothing waits for the disk, and
 /// that it knows what of the files in one directory has been synced. It counts the operations there
-/// that change something (write, truncation, sync, deletion), and lets one of them fail, a write
-/// half done. One thread.
+/// that change something (write, truncation, sync, deletion, and what rename() and fsync() do to
+/// the directory), and lets one of them fail, a write half done. One thread.
+///
+/// The program that uses it is linked with --wrap=rename and --wrap=fsync.
 class FaultyVfs : private sqlite3_vfs {
 public:
     explicit FaultyVfs(std::string sDirectory)
-        : sqlite3_vfs(*sqlite3_vfs_find(nullptr)), m_sDirectory(std::move(sDirectory)) {
-        zName = "faulty";
-        pNext = nullptr;
+        : sqlite3_vfs(*sqlite3_vfs_find("unix-none")), m_sDirectory(std::move(sDirectory)) {
+        pNext = nullptr;  // the name stays: whoever asks for the usual one by it gets this one
         szOsFile += static_cast<int>(sizeof(File));
         xOpen = open;
         xDelete = remove;
         sqlite3_vfs_register(this, 1);
+        s_inUse = this;
     }
-    ~FaultyVfs() { sqlite3_vfs_unregister(this); }
+    ~FaultyVfs() {
+        sqlite3_vfs_unregister(this);
+        s_inUse = nullptr;
+    }
     FaultyVfs& operator=(FaultyVfs&&) = delete;  // nor a copy
 
-    /// Begins anew, with a directory that holds no files yet.
+    /// Begins anew, with what is in the directory.
     void arm(const Fault& fault) {
         m_fault = fault;
-        m_nDone = m_nDatabaseSyncs = 0;
+        m_nDone = m_nRead = m_nDatabaseSyncs = 0;
         m_bBroken = false;
+        m_badPlace = {};
         m_media.clear();
+        m_renames.clear();
+        if (!std::filesystem::exists(m_sDirectory)) return;
+        for (const auto& entry : std::filesystem::directory_iterator(m_sDirectory)) {
+            m_media[entry.path()].synced = TemporaryDirectory::contentOf(entry.path());
+        }
     }
-    void repair() { m_bBroken = false; }
+    void repair() {
+        m_bBroken = false;
+        m_badPlace = {};
+    }
     /// Whether the fault has come.
-    [[nodiscard]] bool hasStruck() const { return m_fault.nAt != 0 && m_nDone >= m_fault.nAt; }
+    [[nodiscard]] bool hasStruck() const {
+        return m_fault.nAt != 0 &&
+               (m_fault.kind == Fault::kUnread ? m_nRead : m_nDone) >= m_fault.nAt;
+    }
     [[nodiscard]] std::size_t operations() const { return m_nDone; }
+    [[nodiscard]] std::size_t reads() const { return m_nRead; }
     /// How often the database itself, not what is beside it, has been synced.
     [[nodiscard]] std::size_t databaseSyncs() const { return m_nDatabaseSyncs; }
 
@@ -68,8 +89,9 @@ public:
     void writeSurvivors(const std::string& sDirectory, std::mt19937* random) const {
         const unsigned nWholeWrites =
             random == nullptr ? 0 : std::array{5u, 9u, 10u}[(*random)() % 3];
+        std::map<std::string, ImageT> images;
         for (const auto& [sPath, medium] : m_media) {
-            ImageT image = medium.synced;
+            ImageT& image = images[sPath] = medium.synced;
             for (const Change& change : medium.unsynced) {
                 if (random == nullptr) continue;
                 const bool bWrite = change.kind == Change::kWrite;
@@ -79,9 +101,37 @@ public:
                     applyPart(change, image, *random);
                 }
             }
+        }
+        for (const auto& [sFrom, sTo] : m_renames) {
+            if (random != nullptr && (*random)() % 2 == 0) {
+                images[sTo] = std::exchange(images[sFrom], std::nullopt);
+            }
+        }
+        for (const auto& [sPath, image] : images) {
             const auto name = std::filesystem::path(sPath).filename();
             if (image) std::ofstream(sDirectory / name, std::ios::binary) << *image;
         }
+    }
+
+    // in the place of the system's calls
+    static int rename(const char* from, const char* to, int (*real)(const char*, const char*)) {
+        if (s_inUse == nullptr || !std::string(from).starts_with(s_inUse->m_sDirectory)) {
+            return real(from, to);
+        }
+        if (!std::filesystem::exists(from)) return errno = ENOENT, -1;
+        if (s_inUse->turn(s_inUse->mediumOf(from)) != Turn::kWorks) return errno = EIO, -1;
+        s_inUse->m_renames.emplace_back(from, to);
+        return real(from, to);
+    }
+    static int fsync(int fd, int (*real)(int)) {
+        std::error_code error;
+        const auto path =
+            std::filesystem::read_symlink("/proc/self/fd/" + std::to_string(fd), error);
+        if (s_inUse == nullptr || path != s_inUse->m_sDirectory) return real(fd);
+        Medium directory;
+        if (s_inUse->turn(&directory) != Turn::kWorks) return errno = EIO, -1;
+        s_inUse->syncNames();
+        return 0;
     }
 
 private:
@@ -122,16 +172,19 @@ private:
     }
 
     Turn turn(const Medium* medium) {
-        if (medium == nullptr) return Turn::kWorks;
+        if (medium == nullptr || m_fault.kind == Fault::kUnread) return Turn::kWorks;
         if (++m_nDone != m_fault.nAt) return m_bBroken ? Turn::kFails : Turn::kWorks;
         m_bBroken = !m_fault.bOnce;
         return Turn::kStrikes;
     }
     Medium* mediumOf(const std::string& sName) {
         if (!sName.starts_with(m_sDirectory)) return nullptr;
+        for (const auto& [sFrom, sTo] : m_renames) {
+            EXPECT_TRUE(sName != sFrom && sName != sTo) << sName << " is used before it is synced";
+        }
         const auto [place, bNew] = m_media.try_emplace(sName);
         if (bNew && std::filesystem::exists(sName)) {
-            place->second.synced = TemporaryDirectory::contentOf(sName);
+            place->second.unsynced.push_back({.kind = Change::kCreate});
         }
         return &place->second;
     }
@@ -159,6 +212,17 @@ private:
         if (medium != nullptr) medium->unsynced.push_back({.kind = Change::kDelete});
         if (nSyncDirectory != 0) vfs->syncNames();
         return vfs->m_real->xDelete(vfs->m_real, name, 0);
+    }
+    static int read(sqlite3_file* file, void* bytes, int nBytes, sqlite3_int64 nAt) {
+        FaultyVfs& vfs = *of(file).vfs;
+        const std::pair<const Medium*, sqlite3_int64> place(of(file).medium, nAt);
+        if (place.first != nullptr) {
+            const bool bStrikes =
+                ++vfs.m_nRead == vfs.m_fault.nAt && vfs.m_fault.kind == Fault::kUnread;
+            if (bStrikes && !vfs.m_fault.bOnce) vfs.m_badPlace = place;
+            if (bStrikes || place == vfs.m_badPlace) return SQLITE_IOERR_READ;
+        }
+        return forward<&sqlite3_io_methods::xRead>(file, bytes, nBytes, nAt);
     }
     static int write(sqlite3_file* file, const void* bytes, int nBytes, sqlite3_int64 nAt) {
         FaultyVfs& vfs = *of(file).vfs;
@@ -212,7 +276,7 @@ private:
             sqlite3_io_methods some{};
             some.iVersion = 1;  // without shared memory: one connection has the files for itself
             some.xClose = forward<&sqlite3_io_methods::xClose>;
-            some.xRead = forward<&sqlite3_io_methods::xRead>;
+            some.xRead = read;
             some.xWrite = write;
             some.xTruncate = truncate;
             some.xSync = sync;
@@ -238,6 +302,10 @@ private:
             medium.synced = last->kind == Change::kCreate ? ImageT("") : std::nullopt;
             unsynced.erase(unsynced.begin(), last.base());
         }
+        for (const auto& [sFrom, sTo] : m_renames) {
+            m_media[sTo] = std::exchange(m_media[sFrom], {});
+        }
+        m_renames.clear();
     }
     /// But for what an earlier sync has left in doubt: that stays so until it is replaced.
     static void makeDurable(Medium& medium) {
@@ -279,12 +347,24 @@ private:
     }
 
     const std::string m_sDirectory;
-    sqlite3_vfs* const m_real = sqlite3_vfs_find(nullptr);
+    static inline FaultyVfs* s_inUse = nullptr;
+    sqlite3_vfs* const m_real = sqlite3_vfs_find("unix-none");
     Fault m_fault;
-    std::size_t m_nDone = 0;
+    std::size_t m_nDone = 0, m_nRead = 0;
     std::size_t m_nDatabaseSyncs = 0;
     bool m_bBroken = false;
-    std::map<std::string, Medium> m_media;  ///< by path
+    std::pair<const Medium*, sqlite3_int64> m_badPlace;
+    std::map<std::string, Medium> m_media;                       ///< by path
+    std::vector<std::pair<std::string, std::string>> m_renames;  ///< not synced yet
 };
+
+extern "C" {
+int __real_rename(const char*, const char*);
+int __real_fsync(int);
+int __wrap_rename(const char* from, const char* to) {
+    return FaultyVfs::rename(from, to, __real_rename);
+}
+int __wrap_fsync(int fd) { return FaultyVfs::fsync(fd, __real_fsync); }
+}
 
 #endif

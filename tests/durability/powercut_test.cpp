@@ -9,6 +9,7 @@
 #include "faultyvfs.h"
 #include "logfile.h"
 #include "setrequest.h"
+#include "version1.h"
 
 namespace {
 
@@ -63,9 +64,11 @@ protected:
     ~Durability() override {
         stop();
         printf(
-            "power cuts %zu, failing writes %zu, requests acknowledged %zu, lost %zu, torn %zu, "
+            "power cuts %zu, failing writes %zu, failing reads %zu, requests acknowledged %zu, "
+            "lost %zu, torn %zu, "
             "refused but there %zu\n",
-            m_nPowerCuts, m_nFailingWrites, m_nAcknowledged, m_nLost, m_nTorn, m_nRevived);
+            m_nPowerCuts, m_nFailingWrites, m_nFailingReads, m_nAcknowledged, m_nLost, m_nTorn,
+            m_nRevived);
     }
 
     void stop() {
@@ -114,12 +117,7 @@ protected:
     }
     std::string afterKill() {
         clearCopy();
-        for (const char* const name : {"", "-wal", "-journal"}) {
-            const std::string sFile = m_sState + "/appconfig.db" + name;
-            if (std::filesystem::exists(sFile)) {
-                std::filesystem::copy(sFile, m_sCopy + "/appconfig.db" + name);
-            }
-        }
+        std::filesystem::copy(m_sState, m_sCopy);
         return contentOfCopy();
     }
 
@@ -178,7 +176,7 @@ protected:
     std::unique_ptr<AppConfigProvider::AppConfigServiceProvider> m_provider;
     std::vector<std::string> m_contents;  ///< before the script, and behind each of its steps
     std::size_t m_nOperations = 0;        ///< of the script and the end of the service
-    std::size_t m_nPowerCuts = 0, m_nFailingWrites = 0, m_nAcknowledged = 0;
+    std::size_t m_nPowerCuts = 0, m_nFailingWrites = 0, m_nFailingReads = 0, m_nAcknowledged = 0;
     std::size_t m_nLost = 0, m_nTorn = 0, m_nRevived = 0;
 
 private:
@@ -311,5 +309,144 @@ TEST_P(DiskFault, RefusesWholeAndGoesOn) {
 }
 
 INSTANTIATE_TEST_SUITE_P(, DiskFault, testing::ValuesIn(diskFaultCases), caseName);
+
+struct RecoveryCaseT {
+    const char* name;
+    const char* make;  ///< from what a killed service has left
+    const char* kept;  ///< a row that the next start finds; null: it finds none
+    TextsT aside;      ///< the parts of the database that it moves aside, whole
+};
+
+// clang-format off
+const RecoveryCaseT recoveryCases[] = {
+    {"Killed",     "",                                                                      "|swordfish|", {}},
+    {"FirstStart", "rm appconfig.db*",                                                      nullptr, {}},
+    {"Damaged",    "truncate -s 4096 appconfig.db", nullptr, {"", "-wal"}},
+    {"Renamed",    "fold; sed -i 's/CREATE TABLE setting/CREATE TABLE setTing/' appconfig.db", nullptr, {""}},
+    {"Foreign",    "rm appconfig.db*; sqlite3 appconfig.db 'CREATE TABLE t (x)'; echo x > appconfig.db-wal", nullptr, {"", "-wal"}},
+    {"Orphans",    "rm appconfig.db; echo x > appconfig.db-journal",                        nullptr, {"-wal", "-journal"}},
+    {"NoLog",      "fold; head -c 9000 /dev/urandom > appconfig.db-wal",                    "|swordfish|", {"-wal"}},
+    {"OtherLog",   "fold; printf x | dd of=log bs=1 seek=40 conv=notrunc; mv log appconfig.db-wal", "|swordfish|", {"-wal"}},
+    {"NoJournal",  "echo x > appconfig.db-journal",                                         "|swordfish|", {"-journal"}},
+    {"Version1",   "rm appconfig.db*; sqlite3 appconfig.db < ../version1.sql",              "n.count|value|7|1|", {}},
+};
+// clang-format on
+
+class Recovery : public Durability, public testing::WithParamInterface<RecoveryCaseT> {
+protected:
+    /// Makes what a start finds, and learns what it makes of it.
+    void learnRecovery() {
+        (void)m_home.file("version1.sql", kVersion1);
+        begin({});
+        const std::string sEmpty = afterPowerCut(nullptr);
+        for (const StepT& step : script) ASSERT_EQ(take(step), kNoError);
+        const std::string sMake =
+            "cp -r " + m_sState + " " + m_sFound + "; cd " + m_sFound + "; exec > ../log 2>&1; " +
+            "fold() { cp appconfig.db-wal log; sqlite3 appconfig.db .tables; }; ";
+        ASSERT_EQ(system((sMake + GetParam().make).c_str()), 0);
+        find({});
+        m_contents = {afterKill()};
+        if (GetParam().kept == nullptr) {
+            ASSERT_EQ(m_contents[0], sEmpty);
+        } else {
+            ASSERT_THAT(m_contents[0], testing::HasSubstr(GetParam().kept));
+        }
+        ASSERT_EQ(take(script[0]), kNoError);
+        m_nOperations = m_disk.operations();
+        m_nReads = m_disk.reads();
+        m_contents.push_back(afterKill());
+        expectAllKept("undisturbed");
+        ASSERT_EQ(movedAside(m_sState), GetParam().aside.size());
+        m_nAcknowledged = 0;
+    }
+    void find(const Fault& fault) {
+        stop();
+        std::filesystem::remove_all(m_sState);
+        std::filesystem::copy(m_sFound, m_sState);
+        m_disk.arm(fault);
+    }
+    static std::size_t movedAside(const std::string& sDirectory) {
+        std::filesystem::directory_iterator files(sDirectory);
+        return static_cast<std::size_t>(std::count_if(files, {}, [](const auto& file) {
+            return file.path().filename().string().starts_with("appconfig.db.") &&
+                   file.file_size() > 0;
+        }));
+    }
+    /// Whether what has been in the way is there, under whatever name.
+    void expectAllKept(const std::string& sWhen) {
+        TextsT all;
+        for (const auto& entry : std::filesystem::directory_iterator(m_sCopy)) {
+            all.push_back(TemporaryDirectory::contentOf(entry.path()));
+        }
+        for (const std::string& sPart : GetParam().aside) {
+            EXPECT_THAT(all, testing::Contains(found(sPart))) << sWhen << ": " << sPart;
+        }
+    }
+    [[nodiscard]] std::string found(const std::string& sPart) const {
+        return TemporaryDirectory::contentOf(m_sFound + "/appconfig.db" + sPart);
+    }
+    void expectRecovered(const std::string& sContent, const std::string& sWhen) {
+        expectStep(sContent, 0, 1, sWhen);
+        expectAllKept(sWhen);
+    }
+    [[nodiscard]] std::size_t refusals() const {
+        return m_log.count("nothing can be changed\n") +
+               m_log.count("; changes are refused until ");
+    }
+
+    const std::string m_sFound = m_home.path("found");
+    std::size_t m_nReads = 0;
+};
+
+TEST_P(Recovery, LosesNothingWhateverFails) {
+    learnRecovery();
+    for (Fault fault : {Fault{.kind = Fault::kPowerCut}, Fault{.kind = Fault::kError},
+                        Fault{.kind = Fault::kError, .bOnce = true}, Fault{.kind = Fault::kFull}}) {
+        while (fault.nAt++ < m_nOperations) {
+            const std::string sWhen =
+                "fault " + std::to_string(fault.kind) + " at " + std::to_string(fault.nAt);
+            find(fault);
+            (void)take(script[0]);
+            stop();
+            ASSERT_TRUE(m_disk.hasStruck());
+            expectRecovered(afterKill(), sWhen + ", all written");
+            expectRecovered(afterPowerCut(nullptr), sWhen + ", nothing unsynced");
+            for (int i = 0; i < 6; ++i) {
+                expectRecovered(afterPowerCut(&m_random), sWhen + ", some unsynced");
+            }
+            ++(fault.kind == Fault::kPowerCut ? m_nPowerCuts : m_nFailingWrites);
+        }
+    }
+}
+
+TEST_P(Recovery, TakesNoFailingReadForDamage) {
+    learnRecovery();
+    for (Fault fault :
+         {Fault{.kind = Fault::kUnread, .bOnce = true}, Fault{.kind = Fault::kUnread}}) {
+        while (fault.nAt++ < m_nReads) {
+            const std::string sWhen =
+                (fault.bOnce ? "one read, " : "bad sector, ") + std::to_string(fault.nAt);
+            find(fault);
+            const std::size_t nRefusals = refusals();
+            (void)take(script[0]);
+            ASSERT_TRUE(m_disk.hasStruck());
+            const bool bRefused = refusals() > nRefusals;
+            EXPECT_LE(movedAside(m_sState), GetParam().aside.size()) << sWhen;
+            EXPECT_EQ(take({{{kSnmp + "admin=" + sWhen}}, 1}), bRefused ? kWriteError : kNoError)
+                << sWhen;
+            EXPECT_FALSE(bRefused && fault.bOnce) << sWhen;
+            stop();
+            m_disk.repair();
+            if (bRefused) {
+                expectRecovered(afterKill(), sWhen);
+            } else {
+                EXPECT_THAT(afterKill(), testing::HasSubstr("admin|value|" + sWhen + "|"));
+            }
+            ++m_nFailingReads;
+        }
+    }
+}
+
+INSTANTIATE_TEST_SUITE_P(, Recovery, testing::ValuesIn(recoveryCases), caseName);
 
 }  // namespace

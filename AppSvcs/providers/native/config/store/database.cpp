@@ -4,6 +4,7 @@
 #include <optional>
 
 #include "details.h"
+#include "layout.h"
 #include "logmsg.h"
 #include "names.h"
 #include "secrethistory.h"
@@ -15,6 +16,16 @@ namespace {
 /// So many changes over its length does the history grow before they are dropped together.
 constexpr std::uint64_t kPruneBatch = 100;
 
+/// Reads once more, a few times, where a disk fails to give what it may give the next time.
+template <typename Read>
+int readWithRetries(const Read& read) {
+    int nCode = read();
+    for (int nTry = 1; nTry < 3 && nCode != SQLITE_OK; ++nTry) {
+        nCode = read();
+    }
+    return nCode;
+}
+
 std::optional<std::string> contentIn(const sqlite::Query& row, int nColumn) {
     return row.isNull(nColumn) ? std::nullopt : std::optional(row.text(nColumn));
 }
@@ -23,9 +34,7 @@ std::optional<std::string> contentIn(const sqlite::Query& row, int nColumn) {
 
 Database::Database() { prepare(); }
 
-Database::Database(const std::string& sDirectory, const char* vfs) : m_file(sDirectory, vfs) {
-    prepare();
-}
+Database::Database(const std::string& sDirectory) : m_file(sDirectory) { prepare(); }
 
 void Database::prepare() {
     sqlite3* const db = m_file.connection();
@@ -35,7 +44,7 @@ void Database::prepare() {
     m_begin = {db, "BEGIN IMMEDIATE"};
     m_commit = {db, "COMMIT"};
     m_rollBack = {db, "ROLLBACK"};
-    m_overwrite = {db, ("PRAGMA user_version = " + std::to_string(DatabaseFile::kVersion)).c_str()};
+    m_overwrite = {db, ("PRAGMA user_version = " + std::to_string(kLayoutVersion)).c_str()};
     m_putSetting = {db, "INSERT OR REPLACE INTO setting VALUES (?, ?, ?, ?)"};
     m_putChange = {db, "INSERT INTO change VALUES (?, ?, ?, ?, ?, ?, ?)"};
     m_dropChanges = {db, "DELETE FROM change WHERE revision < ?"};
@@ -46,11 +55,30 @@ void Database::prepare() {
     m_getFields = {db,
                    "SELECT field.value FROM change, json_tree(details) AS field "
                    "WHERE revision = ? AND field.type = 'text' ORDER BY field.id"};
-    sqlite::Statement bounds(db, "SELECT max(revision), min(revision) FROM change");
+    int nCode = SQLITE_OK;
+    for (const sqlite::Statement* const statement :
+         {&m_begin, &m_commit, &m_rollBack, &m_overwrite, &m_putSetting, &m_putChange,
+          &m_dropChanges, &m_getSetting, &m_getUp, &m_getDown, &m_getFields}) {
+        nCode = nCode == SQLITE_OK ? statement->code() : nCode;
+    }
+    refuseAfter(nCode == SQLITE_OK ? readWithRetries([this] { return readBounds(); }) : nCode);
+}
+
+int Database::readBounds() {
+    sqlite::Statement bounds(m_file.connection(),
+                             "SELECT max(revision), min(revision) FROM change");
     sqlite::Query ends = bounds.with();
     if (ends.next() && !ends.isNull(0)) {
         m_nNewest = static_cast<std::uint64_t>(ends.integer(0));
         m_nOldest = static_cast<std::uint64_t>(ends.integer(1));
+    }
+    return ends.code() == SQLITE_ROW ? SQLITE_OK : ends.code();
+}
+
+/// What cannot be read at the start is not written over.
+void Database::refuseAfter(int nCode) {
+    if (nCode != SQLITE_OK) {
+        m_file.refuseChanges(sqlite3_errstr(nCode));
     }
 }
 
@@ -63,18 +91,38 @@ void Database::maskHistory(const std::set<std::string>& secrets) {
 }
 
 void Database::readSettings(const std::function<void(const Setting&)>& visit) {
+    if (m_file.connection() == nullptr) {
+        return;
+    }
+    std::vector<Setting> settings;
+    refuseAfter(readWithRetries([&] {
+        settings.clear();
+        return readSettings(settings);
+    }));
+    std::for_each(settings.begin(), settings.end(), visit);
+}
+
+int Database::readSettings(std::vector<Setting>& settings) {
     sqlite::Statement all(m_file.connection(), "SELECT variable, aspect, content FROM setting");
     sqlite::Query rows = all.with();
-    while (m_file.connection() != nullptr && rows.next()) {
+    while (rows.next()) {
         if (const auto aspect = aspectNamed(rows.text(1))) {
-            visit({.sVariable = rows.text(0), .aspect = *aspect, .content = contentIn(rows, 2)});
+            settings.push_back(
+                {.sVariable = rows.text(0), .aspect = *aspect, .content = contentIn(rows, 2)});
+        } else {
+            logerr("cfgCommon", "stored %s of %s is left out: there is no such aspect\n",
+                   rows.text(1).c_str(), rows.text(0).c_str());
         }
     }
+    return rows.code();
 }
 
 bool Database::find(Setting& setting, std::uint64_t& nRevision) {
     sqlite::Query rows = m_getSetting.with(setting.sVariable, aspectName(setting.aspect));
     if (!rows.next()) {
+        if (rows.code() != SQLITE_OK) {
+            (void)failed("read", kServerError);
+        }
         return false;
     }
     setting.content = contentIn(rows, 0);
@@ -87,9 +135,7 @@ eErrorT Database::commit(std::span<const Committed> changes) {
         return kNoError;
     }
     if (!m_file.isWritable()) {
-        logcrit("cfgCommon", "cannot write %s: it could not be opened for that\n",
-                m_file.path().c_str());
-        return kWriteError;
+        return kWriteError;  // the log says why, once
     }
     int nCode = m_begin.run();
     for (std::size_t i = 0; i < changes.size() && nCode == SQLITE_OK; ++i) {

@@ -31,8 +31,9 @@ public:
     /// In memory, gone with the object.
     Database();
     /// In a directory. See DatabaseFile, also for what happens where it cannot be used: without a
-    /// file there is nothing to read, and where it cannot be written every commit fails.
-    explicit Database(const std::string& sDirectory, const char* vfs = nullptr);
+    /// file there is nothing to read, and where it cannot be written, or not all of it be read,
+    /// every commit fails.
+    explicit Database(const std::string& sDirectory);
 
     /// Whether another process works on this state, which is then not for this one.
     [[nodiscard]] bool isHeldByAnother() const { return m_file.isHeldByAnother(); }
@@ -61,6 +62,9 @@ public:
 
 private:
     void prepare();
+    [[nodiscard]] int readBounds();
+    [[nodiscard]] int readSettings(std::vector<Setting>& settings);
+    void refuseAfter(int nCode);
     [[nodiscard]] int write(const Committed& committed);
     [[nodiscard]] int prune(std::uint64_t nNewest);
     [[nodiscard]] int readDetails(pbcommon::Change& change);

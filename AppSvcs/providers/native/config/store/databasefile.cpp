@@ -4,15 +4,19 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
+#include <array>
 #include <cerrno>
-#include <cstdlib>
+#include <cstdint>
 #include <cstring>
 #include <ctime>
 #include <filesystem>
 #include <iterator>
 #include <utility>
 
+#include "layout.h"
 #include "logmsg.h"
+#include "writeaheadlog.h"
 
 namespace AppConfig {
 
@@ -20,72 +24,30 @@ namespace {
 
 constexpr mode_t kDirectoryMode = 0700;
 constexpr mode_t kFileMode = 0600;
-/// Files that belong to a database, by what stands behind its name.
-constexpr const char* kCompanions[] = {"", "-wal", "-journal"};
+/// A database and the files that belong to it, by what follows its name.
+constexpr const char* kParts[] = {"", "-wal", "-journal"};
+
+/// So often is a database opened: one read that fails says nothing about what is on the disk.
+constexpr int kTries = 5;
 
 /// Tells the store's databases from others: "ACfg".
 constexpr int kApplicationId = 0x41436667;
 
-/// What each version has added to the one before it, from an empty file on. Files of every version
-/// are about: no text of an earlier one ever changes. docs/database.md explains the columns.
-constexpr const char* kLayouts[] = {
-    "CREATE TABLE setting ("
-    "  variable TEXT NOT NULL,"
-    "  aspect   TEXT NOT NULL,"  // value, options, access
-    "  content  TEXT,"
-    "  revision INTEGER NOT NULL,"
-    "  PRIMARY KEY (variable, aspect)"
-    ") STRICT, WITHOUT ROWID;"
-    "CREATE TABLE change ("
-    "  revision INTEGER PRIMARY KEY,"
-    "  time_us  INTEGER NOT NULL,"
-    "  client   TEXT NOT NULL,"
-    "  uid      INTEGER NOT NULL,"
-    "  pid      INTEGER NOT NULL,"
-    "  role     TEXT NOT NULL,"
-    "  details  TEXT NOT NULL"
-    ") STRICT;"
-    "CREATE VIEW detail AS SELECT"
-    "  revision,"
-    "  detail.key              AS place,"
-    "  detail.value ->> '$[0]' AS variable,"
-    "  detail.value ->> '$[1]' AS aspect,"  // assigned, value, options, access
-    "  detail.value ->> '$[2]' AS before,"
-    "  detail.value ->> '$[3]' AS after,"
-    "  detail.value ->> '$[4]' AS cause,"
-    "  detail.value ->> '$[5]' AS trigger,"
-    "  detail.value ->> '$[6]' AS reader "
-    "FROM change, json_each(change.details) AS detail;",
-
-    // details that are no JSON stay as unreadable as they were
-    "UPDATE change SET details = (SELECT json_group_array(json_insert(value, '$[#]', 'user'))"
-    "  FROM json_each(change.details)) WHERE json_valid(details);"
-    "DROP VIEW detail;"
-    "CREATE VIEW detail AS SELECT"
-    "  revision,"
-    "  detail.key              AS place,"
-    "  detail.value ->> '$[0]' AS variable,"
-    "  detail.value ->> '$[1]' AS aspect,"  // assigned, value, options, access
-    "  detail.value ->> '$[2]' AS before,"
-    "  detail.value ->> '$[3]' AS after,"
-    "  detail.value ->> '$[4]' AS cause,"
-    "  detail.value ->> '$[5]' AS trigger,"
-    "  detail.value ->> '$[6]' AS reader,"
-    "  detail.value ->> '$[7]' AS trigger_reader "
-    "FROM change, json_each(change.details) AS detail;"
-    "CREATE TABLE secret (variable TEXT PRIMARY KEY) STRICT, WITHOUT ROWID;",
-};
-static_assert(std::size(kLayouts) == DatabaseFile::kVersion);
-
-/// Makes what has been created in a directory survive a power cut. SQLite does so for its own
-/// files.
-void syncDirectory(const std::filesystem::path& directory) {
-    const int fd = open(directory.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
-    (void)fsync(fd);
+/// Makes names that have been given or taken in a directory survive a power cut. SQLite does so for
+/// its own files.
+bool syncDirectory(const std::filesystem::path& directory) {
+    const int fd =
+        open(directory.empty() ? "." : directory.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+    const bool bSynced = fsync(fd) == 0;
+    if (!bSynced) {
+        logcrit("cfgCommon", "cannot sync the directory %s: %s\n", directory.c_str(),
+                strerror(errno));
+    }
     close(fd);
+    return bSynced;
 }
 
-/// A name for what is moved aside that nothing has yet.
+/// A name for what is moved aside that nothing has yet, whatever part of it.
 std::string nameAside(const std::string& sPath, const char* what) {
     char stamp[32];
     const std::time_t now = std::time(nullptr);
@@ -93,41 +55,56 @@ std::string nameAside(const std::string& sPath, const char* what) {
     std::strftime(stamp, sizeof(stamp), "%Y%m%dT%H%M%SZ", gmtime_r(&now, &utc));
     const std::string sBase = sPath + "." + what + "-" + stamp;
     std::string sName = sBase;
-    for (int n = 2; access(sName.c_str(), F_OK) == 0; ++n) {
+    const auto isTaken = [&sName](const char* part) {
+        return access((sName + part).c_str(), F_OK) == 0;
+    };
+    for (int n = 2; std::any_of(std::begin(kParts), std::end(kParts), isTaken); ++n) {
         sName = sBase + "-" + std::to_string(n);
     }
     return sName;
 }
 
+/// Gives a file another name, durably. @return whether it has that, or has not been there
+bool rename(const std::string& sFrom, const std::string& sTo) {
+    if (::rename(sFrom.c_str(), sTo.c_str()) == 0) {
+        return syncDirectory(std::filesystem::path(sTo).parent_path());
+    }
+    if (errno != ENOENT) {
+        logcrit("cfgCommon", "cannot move %s aside: %s\n", sFrom.c_str(), strerror(errno));
+        return false;
+    }
+    return true;
+}
+
+/// Whether quick_check says of a page that it could not be read: SQLite has no result code for
+/// that, and it is no damage.
+bool isUnread(const std::string& sCheck) {
+    return sCheck.find("unable to get the page") != std::string::npos ||
+           sCheck.find("failed to get page") != std::string::npos;
+}
+
 }  // namespace
 
 DatabaseFile::DatabaseFile() : m_sPath(":memory:") {
-    m_bWritable = connect(m_sPath, SQLITE_OPEN_READWRITE, nullptr) == SQLITE_OK &&
-                  bringUp() == Condition::kOurs;
+    m_bWritable =
+        connect(m_sPath, SQLITE_OPEN_READWRITE) == SQLITE_OK && bringUp() == Condition::kOurs;
 }
 
-DatabaseFile::DatabaseFile(const std::string& sDirectory, const char* vfs)
-    : m_sPath(sDirectory + "/appconfig.db") {
+DatabaseFile::DatabaseFile(const std::string& sDirectory) : m_sPath(sDirectory + "/appconfig.db") {
     if (sDirectory.empty()) {
         logcrit("cfgCommon", "no state directory: set STATE_DIRECTORY; nothing can be changed\n");
         return;
     }
-    if (!claim(sDirectory)) {
-        if (!m_bHeldByAnother) {
-            openForReading();
-        }
-        return;
-    }
-    Condition condition = open(vfs);
-    if ((condition == Condition::kDamaged && moveAside("damaged")) ||
-        (condition == Condition::kForeign && moveAside("foreign")) ||
-        (condition == Condition::kNewer && moveAside("newer"))) {
-        condition = open(vfs);
-    }
-    m_bWritable = condition == Condition::kOurs;
-    if (!m_bWritable) {
+    m_bWritable = claim(sDirectory) && open();
+    if (!m_bWritable && !m_bHeldByAnother) {
         openForReading();
     }
+}
+
+void DatabaseFile::refuseChanges(const char* reason) {
+    logcrit("cfgCommon", "cannot go on with %s: %s; changes are refused until the next start\n",
+            m_sPath.c_str(), reason);
+    m_bWritable = false;
 }
 
 /// Makes sure that this process alone works in the directory, and that nobody else looks into it.
@@ -136,7 +113,9 @@ bool DatabaseFile::claim(const std::string& sDirectory) {
     std::error_code ignored;  // the directory itself says what is wrong
     std::filesystem::create_directories(path.parent_path(), ignored);
     if (mkdir(sDirectory.c_str(), kDirectoryMode) == 0) {
-        syncDirectory(path.parent_path());
+        if (!syncDirectory(path.parent_path())) {
+            return false;
+        }
     } else if (errno != EEXIST) {
         logcrit("cfgCommon", "cannot create the state directory %s: %s\n", sDirectory.c_str(),
                 strerror(errno));
@@ -159,81 +138,151 @@ bool DatabaseFile::claim(const std::string& sDirectory) {
     return false;
 }
 
-/// Opens the file for reading and writing, or tells why it is none of ours.
-DatabaseFile::Condition DatabaseFile::open(const char* vfs) {
+/// Opens the file for reading and writing; what cannot be used is moved aside for a new one.
+/// @return false where nothing may be changed
+bool DatabaseFile::open() {
+    for (int nTry = 0; nTry < kTries; ++nTry) {
+        m_connection.reset();
+        if (!prepareFiles()) {
+            return false;
+        }
+        const Condition condition = tryToOpen();
+        const char* const aside = condition == Condition::kDamaged   ? "damaged"
+                                  : condition == Condition::kForeign ? "foreign"
+                                  : condition == Condition::kNewer   ? "newer"
+                                                                     : nullptr;
+        if (condition == Condition::kOurs) {
+            return true;
+        }
+        if ((aside != nullptr && !moveAside(aside)) ||
+            (condition == Condition::kStrayLog && !moveAside("stray", "-wal"))) {
+            return false;
+        }
+    }
+    return false;
+}
+
+/// Sees to what SQLite would wait for, or delete, when it opens the database; makes one if need be.
+bool DatabaseFile::prepareFiles() {
+    std::array<struct stat, std::size(kParts)> found{};
+    for (std::size_t i = 0; i < found.size(); ++i) {
+        const bool bFound = lstat((m_sPath + kParts[i]).c_str(), &found[i]) == 0;
+        if (bFound ? !S_ISREG(found[i].st_mode) : errno != ENOENT) {
+            logcrit("cfgCommon", "cannot use %s%s: %s\n", m_sPath.c_str(), kParts[i],
+                    bFound ? "it is not a file" : strerror(errno));
+            return false;
+        }
+    }
+    const auto& [database, log, journal] = found;
+    const bool bOrphans = database.st_size == 0;
+    const bool bJournal = journal.st_size != 0;
+    if ((bOrphans && log.st_size != 0 && !moveAside("orphaned", "-wal")) ||
+        (bOrphans && bJournal && !moveAside("orphaned", "-journal")) ||
+        (!bOrphans && bJournal && journal.st_nlink == 1 && !keepJournal())) {
+        return false;
+    }
     // SQLite gives the files beside it the same mode
     const int fd = ::open(m_sPath.c_str(), O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW, kFileMode);
-    if (fd < 0 || fchmod(fd, kFileMode) != 0) {
+    const bool bOpened = fd >= 0 && fchmod(fd, kFileMode) == 0;
+    if (!bOpened) {
         logcrit("cfgCommon", "cannot open %s: %s\n", m_sPath.c_str(), strerror(errno));
-        close(fd);
-        return Condition::kUnusable;
     }
     close(fd);
-    const int nCode = connect(m_sPath, SQLITE_OPEN_READWRITE, vfs);
+    return bOpened;
+}
+
+/// Gives a journal a second name: SQLite rolls back what it says, if it is one, and deletes it.
+bool DatabaseFile::keepJournal() const {
+    const std::string sJournal = m_sPath + "-journal";
+    const std::string sKept = nameAside(m_sPath, "unfinished") + "-journal";
+    const bool bKept = link(sJournal.c_str(), sKept.c_str()) == 0;
+    logcrit("cfgCommon", "%s: there is an unfinished change; %s %s: %s\n", m_sPath.c_str(),
+            bKept ? "its journal is kept as" : "cannot keep its journal as", sKept.c_str(),
+            bKept ? "it is undone" : strerror(errno));
+    return bKept;
+}
+
+/// Tells of a file that cannot be used why.
+DatabaseFile::Condition DatabaseFile::tryToOpen() {
+    const int nCode = connect(m_sPath, SQLITE_OPEN_READWRITE);
     Condition condition = nCode == SQLITE_OK ? examine() : conditionAfter(nCode);
     if (condition == Condition::kEarlier) {
         loginfo("cfgCommon", "%s: bringing version %d to version %d\n", m_sPath.c_str(), m_nVersion,
-                kVersion);
+                kLayoutVersion);
     }
     if (condition == Condition::kEmpty || condition == Condition::kEarlier) {
         condition = bringUp();
     }
     if (condition == Condition::kOurs) {
+        std::string sMode;
+        condition = conditionAfter(read("PRAGMA journal_mode = WAL", sMode));
+        if (condition == Condition::kOurs && sMode != "wal") {
+            condition = Condition::kUnusable;
+        }
+    }
+    if (condition == Condition::kOurs) {
         sqlite3_db_config(m_connection.get(), SQLITE_DBCONFIG_NO_CKPT_ON_CLOSE, 0, nullptr);
-        condition = conditionAfter(execute("PRAGMA journal_mode = WAL"));
     }
     return condition;
 }
 
 /// Looks at what is there without changing it.
 DatabaseFile::Condition DatabaseFile::examine() {
-    // until it is known to be ours: leaves what it has not written back where it is
-    sqlite3_db_config(m_connection.get(), SQLITE_DBCONFIG_NO_CKPT_ON_CLOSE, 1, nullptr);
-    std::string sId;
-    std::string sVersion;
-    std::string sTables;
-    std::string sCheck;
-    int nCode = read("PRAGMA application_id", sId);
-    nCode = nCode == SQLITE_OK ? read("PRAGMA user_version", sVersion) : nCode;
-    nCode = nCode == SQLITE_OK ? read("SELECT count(*) FROM sqlite_schema", sTables) : nCode;
-    if (nCode != SQLITE_OK) {
-        return conditionAfter(nCode);
+    sqlite::Statement identity(m_connection.get(),
+                               "SELECT application_id, user_version, (SELECT count(*) FROM "
+                               "sqlite_schema) FROM pragma_application_id, pragma_user_version");
+    sqlite::Query row = identity.with();
+    if (!row.next()) {
+        return conditionAfter(row.code());
     }
-    m_nVersion = std::atoi(sVersion.c_str());
-    if (sId == "0" && m_nVersion == 0 && sTables == "0") {
-        return Condition::kEmpty;
-    }
-    if (sId != std::to_string(kApplicationId)) {
+    const std::int64_t nId = row.integer(0);
+    m_nVersion = static_cast<int>(row.integer(1));
+    const bool bEmpty = nId == 0 && m_nVersion == 0 && row.integer(2) == 0;
+    if (!bEmpty && nId != kApplicationId) {
         return Condition::kForeign;
     }
-    if (m_nVersion > kVersion) {
+    if (m_nVersion > kLayoutVersion) {
         return Condition::kNewer;
     }
-    nCode = read("PRAGMA quick_check(1)", sCheck);
+    bool bStrayLog = false;
+    const int nCode = examineLog(m_connection.get(), bStrayLog);
+    return nCode != SQLITE_OK ? conditionAfter(nCode)
+           : bStrayLog        ? Condition::kStrayLog
+           : bEmpty           ? Condition::kEmpty
+                              : check();
+}
+
+/// Looks for damage in what is ours.
+DatabaseFile::Condition DatabaseFile::check() {
+    bool bTables = false;
+    std::string sCheck;
+    int nCode = compareTables(m_connection.get(), m_nVersion, bTables);
+    nCode = nCode == SQLITE_OK ? read("PRAGMA quick_check(1)", sCheck) : nCode;
     if (nCode != SQLITE_OK) {
         return conditionAfter(nCode);
     }
-    if (m_nVersion < 1 || sCheck != "ok") {
-        return Condition::kDamaged;
+    if (!bTables || sCheck != "ok") {
+        logcrit("cfgCommon", "%s: %s\n", m_sPath.c_str(),
+                bTables ? sCheck.c_str() : "its tables are not those of its version");
+        return bTables && isUnread(sCheck) ? Condition::kUnread : Condition::kDamaged;
     }
-    return m_nVersion == kVersion ? Condition::kOurs : Condition::kEarlier;
+    return m_nVersion == kLayoutVersion ? Condition::kOurs : Condition::kEarlier;
 }
 
 /// Brings the tables to this version. Either all of it is there afterwards, or nothing.
 DatabaseFile::Condition DatabaseFile::bringUp() {
-    std::string sql = "BEGIN;";
-    for (auto nVersion = static_cast<std::size_t>(m_nVersion); nVersion < kVersion; ++nVersion) {
-        sql += kLayouts[nVersion];
-    }
-    sql += "PRAGMA application_id = " + std::to_string(kApplicationId) +
-           "; PRAGMA user_version = " + std::to_string(kVersion) + "; COMMIT";
-    return conditionAfter(execute(sql.c_str()));
+    const std::string sId = "PRAGMA application_id = " + std::to_string(kApplicationId);
+    int nCode = execute("BEGIN");
+    nCode = nCode == SQLITE_OK ? execute(sId.c_str()) : nCode;
+    nCode = nCode == SQLITE_OK ? makeTables(m_connection.get(), m_nVersion) : nCode;
+    nCode = nCode == SQLITE_OK ? execute("COMMIT") : nCode;
+    return conditionAfter(nCode);
 }
 
 /// Goes on with a copy in memory of what can only be read, brought to this version.
 DatabaseFile::Condition DatabaseFile::bringUpCopy() {
     const sqlite::ConnectionT file = std::move(m_connection);
-    int nCode = connect(":memory:", SQLITE_OPEN_READWRITE, nullptr);
+    int nCode = connect(":memory:", SQLITE_OPEN_READWRITE);
     if (nCode == SQLITE_OK) {
         sqlite3_backup* const copy =
             sqlite3_backup_init(m_connection.get(), "main", file.get(), "main");
@@ -247,26 +296,22 @@ DatabaseFile::Condition DatabaseFile::bringUpCopy() {
 /// For values that can still be shown where nothing can be written. No lock can be taken then, and
 /// none is needed: nobody else can write either.
 void DatabaseFile::openForReading() {
-    const std::string sUri = "file:" + m_sPath;
-    std::string sIgnored;
+    m_connection.reset();
     std::error_code error;
-    if (!std::filesystem::exists(m_sPath, error)) {
-        m_connection.reset();
-        return;
-    }
+    const auto isFile = [&](const char* part) {
+        return std::filesystem::is_regular_file(m_sPath + part, error);
+    };
     // as it is, with what waits in its "-wal"; without such a file SQLite would want to make one
-    for (const char* const mode : {"?mode=ro", "?immutable=1"}) {
-        const bool bWal = std::filesystem::exists(m_sPath + "-wal", error);
-        if ((mode == std::string("?mode=ro")) != bWal ||
-            connect(sUri + mode, SQLITE_OPEN_READONLY | SQLITE_OPEN_URI, "unix-none") !=
-                SQLITE_OK) {
-            continue;
-        }
+    const bool bLog = isFile("-wal");
+    const std::string sUri = "file:" + m_sPath + (bLog ? "?mode=ro" : "?immutable=1");
+    if (isFile("") && bLog == std::filesystem::exists(m_sPath + "-wal", error) &&
+        connect(sUri, SQLITE_OPEN_READONLY | SQLITE_OPEN_URI, "unix-none") == SQLITE_OK) {
         Condition condition = examine();
+        condition = condition == Condition::kStrayLog ? check() : condition;
         if (condition == Condition::kEarlier) {
             condition = bringUpCopy();
         }
-        if (condition == Condition::kOurs) {
+        if (condition == Condition::kOurs || condition == Condition::kUnread) {
             logcrit("cfgCommon", "%s is read only: settings hold, nothing can be changed\n",
                     m_sPath.c_str());
             return;
@@ -284,15 +329,19 @@ int DatabaseFile::connect(const std::string& sName, int nFlags, const char* vfs)
     const int nCode =
         sqlite3_open_v2(sName.c_str(), &connection, nFlags | SQLITE_OPEN_NOMUTEX, vfs);
     m_connection.reset(connection);
+    if (nCode != SQLITE_OK) {
+        return nCode;
+    }
+    // until it is known to be ours: leaves a log where it is, and what is in it
+    sqlite3_db_config(connection, SQLITE_DBCONFIG_NO_CKPT_ON_CLOSE, 1, nullptr);
     // exclusive before all else: SQLite then keeps the index of the "-wal" in memory of its own; a
     // "-wal" that one large commit has left longer than the limit is cut by the next
-    return nCode != SQLITE_OK ? nCode
-                              : execute(
-                                    "PRAGMA locking_mode = EXCLUSIVE;"
-                                    "PRAGMA synchronous = FULL;"
-                                    "PRAGMA journal_size_limit = 8388608;"
-                                    "PRAGMA cache_size = -64;"
-                                    "PRAGMA temp_store = MEMORY");
+    return execute(
+        "PRAGMA locking_mode = EXCLUSIVE;"
+        "PRAGMA synchronous = FULL;"
+        "PRAGMA journal_size_limit = 8388608;"
+        "PRAGMA cache_size = -64;"
+        "PRAGMA temp_store = MEMORY");
 }
 
 int DatabaseFile::execute(const char* sql) {
@@ -323,16 +372,28 @@ DatabaseFile::Condition DatabaseFile::conditionAfter(int nCode) const {
 bool DatabaseFile::moveAside(const char* what) {
     m_connection.reset();
     const std::string sAside = nameAside(m_sPath, what);
-    for (const char* const companion : kCompanions) {
-        if (rename((m_sPath + companion).c_str(), (sAside + companion).c_str()) != 0 &&
-            errno != ENOENT) {
-            logcrit("cfgCommon", "cannot move %s%s aside: %s\n", m_sPath.c_str(), companion,
-                    strerror(errno));
+    // the database goes first: alone it could be taken for a sound one, of an earlier day; what is
+    // left of the others the next start knows for orphans
+    for (const char* const part : kParts) {
+        if (!rename(m_sPath + part, sAside + part)) {
             return false;
         }
     }
     logcrit("cfgCommon", "%s is %s; moved aside to %s, defaults hold\n", m_sPath.c_str(), what,
             sAside.c_str());
+    return true;
+}
+
+/// Moves a file aside that has lost its database.
+bool DatabaseFile::moveAside(const char* what, const char* part) {
+    m_connection.reset();
+    const std::string sFile = m_sPath + part;
+    const std::string sAside = nameAside(m_sPath, what) + part;
+    if (!rename(sFile, sAside)) {
+        return false;
+    }
+    logcrit("cfgCommon", "%s does not belong to the database there is; moved aside to %s\n",
+            sFile.c_str(), sAside.c_str());
     return true;
 }
 

@@ -14,18 +14,16 @@ namespace AppConfig {
 /// docs/database.md describes what it holds.
 ///
 /// Nothing that is there is ever destroyed. A file that is damaged, somebody else's, or of a later
-/// version than this is moved aside under a dated name, and a new one begun. One of an earlier
-/// version is brought to this one, in one transaction. Where nothing can be written, what is there
-/// is opened for reading. Each of these is logged as critical, with the file's name.
+/// version than this is moved aside under a dated name, and a new one begun; so is a "-wal" or
+/// "-journal" that does not belong to the database. One of an earlier version is brought to this
+/// one, in one transaction. Where nothing can be written, or something cannot be read, what is
+/// there is opened for reading. Each of these is logged as critical, with the file's name.
 class DatabaseFile {
 public:
-    static constexpr int kVersion = 2;  ///< of what the tables hold
-
     /// One in memory, gone with the object.
     DatabaseFile();
     /// @param sDirectory  made if need be; empty: there is none
-    /// @param vfs         SQLite's name of the file system layer to use; null: the system's
-    DatabaseFile(const std::string& sDirectory, const char* vfs);
+    explicit DatabaseFile(const std::string& sDirectory);
 
     DatabaseFile(const DatabaseFile&) = delete;
     DatabaseFile& operator=(const DatabaseFile&) = delete;
@@ -33,25 +31,42 @@ public:
     /// Null where there is nothing that could be opened. Lives as long as this.
     [[nodiscard]] sqlite3* connection() const { return m_connection.get(); }
     [[nodiscard]] bool isWritable() const { return m_bWritable; }
+    /// From now on nothing may be changed. Logged, with the reason.
+    void refuseChanges(const char* reason);
     /// Whether another process works on this directory; then nothing has been touched.
     [[nodiscard]] bool isHeldByAnother() const { return m_bHeldByAnother; }
     [[nodiscard]] const std::string& path() const { return m_sPath; }
 
 private:
     /// What a file turned out to be.
-    enum class Condition { kOurs, kEmpty, kEarlier, kDamaged, kForeign, kNewer, kUnusable };
+    enum class Condition {
+        kOurs,
+        kEmpty,
+        kEarlier,   ///< ours, of an earlier version
+        kStrayLog,  ///< not looked at further: its log is not its own
+        kUnread,    ///< ours, but not all of it can be read
+        kDamaged,
+        kForeign,
+        kNewer,
+        kUnusable,
+    };
 
     [[nodiscard]] bool claim(const std::string& sDirectory);
-    [[nodiscard]] Condition open(const char* vfs);
+    [[nodiscard]] bool open();
+    [[nodiscard]] bool prepareFiles();
+    [[nodiscard]] bool keepJournal() const;
+    [[nodiscard]] Condition tryToOpen();
     [[nodiscard]] Condition examine();
+    [[nodiscard]] Condition check();
     [[nodiscard]] Condition bringUp();
     [[nodiscard]] Condition bringUpCopy();
     void openForReading();
-    [[nodiscard]] int connect(const std::string& sName, int nFlags, const char* vfs);
+    [[nodiscard]] int connect(const std::string& sName, int nFlags, const char* vfs = nullptr);
     [[nodiscard]] int execute(const char* sql);
     [[nodiscard]] int read(const char* sql, std::string& text);
     [[nodiscard]] Condition conditionAfter(int nCode) const;
     [[nodiscard]] bool moveAside(const char* what);
+    [[nodiscard]] bool moveAside(const char* what, const char* part);
 
     std::string m_sPath;
     pbcommon::FileLock m_lock;

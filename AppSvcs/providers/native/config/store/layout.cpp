@@ -1,0 +1,99 @@
+#include "layout.h"
+
+#include <algorithm>
+#include <iterator>
+#include <set>
+#include <string>
+
+#include "sqlite.h"
+
+namespace AppConfig {
+
+namespace {
+
+/// What each version has added to the one before it, from an empty file on. Files of every version
+/// are about: no text of an earlier one ever changes. docs/database.md explains the columns.
+constexpr const char* kLayouts[] = {
+    "CREATE TABLE setting ("
+    "  variable TEXT NOT NULL,"
+    "  aspect   TEXT NOT NULL,"  // value, options, access
+    "  content  TEXT,"
+    "  revision INTEGER NOT NULL,"
+    "  PRIMARY KEY (variable, aspect)"
+    ") STRICT, WITHOUT ROWID;"
+    "CREATE TABLE change ("
+    "  revision INTEGER PRIMARY KEY,"
+    "  time_us  INTEGER NOT NULL,"
+    "  client   TEXT NOT NULL,"
+    "  uid      INTEGER NOT NULL,"
+    "  pid      INTEGER NOT NULL,"
+    "  role     TEXT NOT NULL,"
+    "  details  TEXT NOT NULL"
+    ") STRICT;"
+    "CREATE VIEW detail AS SELECT"
+    "  revision,"
+    "  detail.key              AS place,"
+    "  detail.value ->> '$[0]' AS variable,"
+    "  detail.value ->> '$[1]' AS aspect,"  // assigned, value, options, access
+    "  detail.value ->> '$[2]' AS before,"
+    "  detail.value ->> '$[3]' AS after,"
+    "  detail.value ->> '$[4]' AS cause,"
+    "  detail.value ->> '$[5]' AS trigger,"
+    "  detail.value ->> '$[6]' AS reader "
+    "FROM change, json_each(change.details) AS detail;",
+
+    // details that are no JSON stay as unreadable as they were
+    "UPDATE change SET details = (SELECT json_group_array(json_insert(value, '$[#]', 'user'))"
+    "  FROM json_each(change.details)) WHERE json_valid(details);"
+    "DROP VIEW detail;"
+    "CREATE VIEW detail AS SELECT"
+    "  revision,"
+    "  detail.key              AS place,"
+    "  detail.value ->> '$[0]' AS variable,"
+    "  detail.value ->> '$[1]' AS aspect,"  // assigned, value, options, access
+    "  detail.value ->> '$[2]' AS before,"
+    "  detail.value ->> '$[3]' AS after,"
+    "  detail.value ->> '$[4]' AS cause,"
+    "  detail.value ->> '$[5]' AS trigger,"
+    "  detail.value ->> '$[6]' AS reader,"
+    "  detail.value ->> '$[7]' AS trigger_reader "
+    "FROM change, json_each(change.details) AS detail;"
+    "CREATE TABLE secret (variable TEXT PRIMARY KEY) STRICT, WITHOUT ROWID;",
+};
+static_assert(std::size(kLayouts) == kLayoutVersion);
+
+int readTables(sqlite3* connection, std::set<std::string>& tables) {
+    sqlite::Statement all(
+        connection, "SELECT format('%s %s %s %s', type, name, tbl_name, sql) FROM sqlite_schema");
+    sqlite::Query rows = all.with();
+    while (rows.next()) {
+        tables.insert(rows.text(0));
+    }
+    return rows.code();
+}
+
+}  // namespace
+
+int makeTables(sqlite3* connection, int nFrom, int nTo) {
+    std::string sql;
+    for (int nVersion = nFrom; nVersion < nTo; ++nVersion) {
+        sql += kLayouts[nVersion];
+    }
+    sql += "PRAGMA user_version = " + std::to_string(nTo);
+    return sqlite3_exec(connection, sql.c_str(), nullptr, nullptr, nullptr);
+}
+
+int compareTables(sqlite3* connection, int nVersion, bool& bSame) {
+    sqlite3* opened = nullptr;
+    int nCode = sqlite3_open_v2(":memory:", &opened, SQLITE_OPEN_READWRITE, nullptr);
+    const sqlite::ConnectionT sample(opened);
+    std::set<std::string> expected;
+    std::set<std::string> found;
+    nCode = nCode == SQLITE_OK ? makeTables(opened, 0, nVersion) : nCode;
+    nCode = nCode == SQLITE_OK ? readTables(opened, expected) : nCode;
+    nCode = nCode == SQLITE_OK ? readTables(connection, found) : nCode;
+    bSame = std::includes(found.begin(), found.end(), expected.begin(), expected.end());
+    return nCode;
+}
+
+}  // namespace AppConfig
