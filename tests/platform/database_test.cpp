@@ -139,12 +139,12 @@ TEST_F(Durable, ShowsButDoesNotChangeWhatItCannotWrite) {
     if (geteuid() != 0) GTEST_SKIP() << "only root can become a user without the right to write";
     restart();
     set(kUser, {{"text", "kept"}});
-    const std::string sCopy = m_home.path("copy");
+    const std::string sCopy = m_home.path("c?p#y%41");
     // what a killed service leaves: the last changes are in the "-wal" alone
     for (const bool bKilled : {true, false}) {
         if (!bKilled) m_store.reset();
-        shell("chmod 755 . && rm -rf copy && cp -r state copy && chown -R 65534 copy");
-        shell("chmod 400 copy/* && chmod 500 copy");
+        shell("chmod 755 . && rm -rf c* && cp -r state 'c?p#y%41' && chown -R 65534 c*");
+        shell("chmod 400 c*/* && chmod 500 c*");
         ASSERT_EQ(seteuid(65534), 0);
         start(kSchema, sCopy);
         ASSERT_EQ(seteuid(0), 0);
@@ -160,8 +160,9 @@ TEST_F(Durable, ShowsButDoesNotChangeWhatItCannotWrite) {
 TEST_F(Durable, RefusesChangesWhereThereIsNoPlaceForThem) {
     m_others.watcher = {.role = kSystem, .sPattern = "*"};
     (void)m_home.file("file");
-    std::filesystem::create_directories(m_home.path("taken/appconfig.db"));
-    for (const std::string sPlace : {"file/state", "taken"}) {
+    shell("mkdir -p taken/appconfig.db pipe log device && mkfifo pipe/appconfig.db");
+    shell("mkfifo log/appconfig.db-wal && ln -s /dev/zero device/appconfig.db");
+    for (const std::string sPlace : {"file/state", "taken", "pipe", "log", "device"}) {
         start(kSchema, m_home.path(sPlace));
         EXPECT_EQ(set(kUser, {{"text", "x"}}), "kWriteError (-55) ERR_NOT_STORED");
         EXPECT_EQ(get(kUser, "text"), "kNoError (0) n.text=");
@@ -169,6 +170,31 @@ TEST_F(Durable, RefusesChangesWhereThereIsNoPlaceForThem) {
         EXPECT_GE(m_log.count("<2>test: hd[0]: cfgCommon: cannot "), 1U) << sPlace;
     }
     EXPECT_EQ(m_others.told.revision(), 0U) << "a watcher was told of what was undone";
+}
+
+TEST_F(Durable, RefusesChangesOnceItsFilesAreNoLongerWhereTheNextStartLooks) {
+    const char* const losses[] = {"rm -r state",
+                                  "mv state moved",
+                                  "mv state moved && cp -r moved state",
+                                  "rm state/appconfig.db",
+                                  "rm state/appconfig.db-wal",
+                                  "cp state/appconfig.db moved && mv moved state/appconfig.db"};
+    std::size_t nRefusals = 0;
+    for (const char* const loss : losses) {
+        shell("rm -rf state moved");
+        restart();
+        set(kUser, {{"text", "kept"}});
+        set(kUser, {{"count", "1"}});
+        shell(loss);
+        EXPECT_EQ(set(kUser, {{"text", "lost"}}), "kWriteError (-55) ERR_NOT_STORED") << loss;
+        EXPECT_EQ(set(kUser, {{"text", "lost"}}), "kWriteError (-55) ERR_NOT_STORED") << loss;
+        EXPECT_EQ(get(kUser, "text"), "kNoError (0) n.text=kept");
+        EXPECT_EQ(history(kUser).size(), 2U);
+        EXPECT_EQ(m_log.count("; changes are refused until the next start\n"), ++nRefusals) << loss;
+        const bool bLog = std::filesystem::exists(state() + "/appconfig.db-wal");
+        m_store.reset();
+        EXPECT_EQ(std::filesystem::exists(state() + "/appconfig.db-wal"), bLog) << loss;
+    }
 }
 
 TEST_F(Durable, FallsBackWhereTheSchemaHasChangedAndReturnsWithIt) {

@@ -78,7 +78,7 @@ int Database::readBounds() {
 /// What cannot be read at the start is not written over.
 void Database::refuseAfter(int nCode) {
     if (nCode != SQLITE_OK) {
-        m_file.refuseChanges(sqlite3_errstr(nCode));
+        m_file.refuseChanges(m_file.path(), sqlite3_errstr(nCode));
     }
 }
 

@@ -83,6 +83,20 @@ bool isUnread(const std::string& sCheck) {
            sCheck.find("failed to get page") != std::string::npos;
 }
 
+/// A path within a URI.
+std::string escaped(const std::string& sPath) {
+    std::string sUri = sPath.starts_with('/') ? "//" : "";
+    for (const char c : sPath) {
+        constexpr const char* kDigits = "0123456789ABCDEF";
+        if (c == '%' || c == '?' || c == '#') {
+            sUri += {'%', kDigits[c >> 4], kDigits[c & 15]};
+        } else {
+            sUri += c;
+        }
+    }
+    return sUri;
+}
+
 }  // namespace
 
 DatabaseFile::DatabaseFile() : m_sPath(":memory:") {
@@ -96,15 +110,35 @@ DatabaseFile::DatabaseFile(const std::string& sDirectory) : m_sPath(sDirectory +
         return;
     }
     m_bWritable = claim(sDirectory) && open();
-    if (!m_bWritable && !m_bHeldByAnother) {
+    if (m_bWritable) {
+        (void)isWritable();  // learns what the files are
+    } else if (!m_bHeldByAnother) {
         openForReading();
     }
 }
 
-void DatabaseFile::refuseChanges(const char* reason) {
+bool DatabaseFile::isWritable() {
+    for (std::size_t i = 0; i < m_known.size() && m_bWritable; ++i) {
+        const std::string sPart = m_sPath + kParts[i];
+        struct stat now {};
+        std::optional<IdentityT> identity;
+        if (stat(sPart.c_str(), &now) == 0) {
+            identity = {now.st_dev, now.st_ino};
+        }
+        if (m_known[i] && identity != m_known[i]) {
+            refuseChanges(sPart, "it has been removed or replaced");
+        }
+        m_known[i] = m_known[i] ? m_known[i] : identity;  // the log comes with the first change
+    }
+    return m_bWritable;
+}
+
+void DatabaseFile::refuseChanges(const std::string& sFile, const char* reason) {
     logcrit("cfgCommon", "cannot go on with %s: %s; changes are refused until the next start\n",
-            m_sPath.c_str(), reason);
+            sFile.c_str(), reason);
     m_bWritable = false;
+    // SQLite would delete whatever has the name of its log by then
+    sqlite3_db_config(m_connection.get(), SQLITE_DBCONFIG_NO_CKPT_ON_CLOSE, 1, nullptr);
 }
 
 /// Makes sure that this process alone works in the directory, and that nobody else looks into it.
@@ -303,7 +337,7 @@ void DatabaseFile::openForReading() {
     };
     // as it is, with what waits in its "-wal"; without such a file SQLite would want to make one
     const bool bLog = isFile("-wal");
-    const std::string sUri = "file:" + m_sPath + (bLog ? "?mode=ro" : "?immutable=1");
+    const std::string sUri = "file:" + escaped(m_sPath) + (bLog ? "?mode=ro" : "?immutable=1");
     if (isFile("") && bLog == std::filesystem::exists(m_sPath + "-wal", error) &&
         connect(sUri, SQLITE_OPEN_READONLY | SQLITE_OPEN_URI, "unix-none") == SQLITE_OK) {
         Condition condition = examine();

@@ -1,7 +1,12 @@
 #ifndef CONFIG_STORE_DATABASEFILE_H
 #define CONFIG_STORE_DATABASEFILE_H
 
+#include <sys/types.h>
+
+#include <array>
+#include <optional>
 #include <string>
+#include <utility>
 
 #include "ErrTypes.h"
 #include "filelock.h"
@@ -30,9 +35,11 @@ public:
 
     /// Null where there is nothing that could be opened. Lives as long as this.
     [[nodiscard]] sqlite3* connection() const { return m_connection.get(); }
-    [[nodiscard]] bool isWritable() const { return m_bWritable; }
+    /// Whether a commit would be there at the next start: also not when the file, or the directory
+    /// that it is in, has been removed or replaced since. Says so the first time.
+    [[nodiscard]] bool isWritable();
     /// From now on nothing may be changed. Logged, with the reason.
-    void refuseChanges(const char* reason);
+    void refuseChanges(const std::string& sFile, const char* reason);
     /// Whether another process works on this directory; then nothing has been touched.
     [[nodiscard]] bool isHeldByAnother() const { return m_bHeldByAnother; }
     [[nodiscard]] const std::string& path() const { return m_sPath; }
@@ -50,6 +57,7 @@ private:
         kNewer,
         kUnusable,
     };
+    using IdentityT = std::pair<dev_t, ino_t>;  ///< by which a file is known again
 
     [[nodiscard]] bool claim(const std::string& sDirectory);
     [[nodiscard]] bool open();
@@ -72,6 +80,7 @@ private:
     pbcommon::FileLock m_lock;
     sqlite::ConnectionT m_connection;
     int m_nVersion = 0;  ///< that the tables were found in; 0: there were none
+    std::array<std::optional<IdentityT>, 2> m_known;  ///< of the database and its log
     bool m_bWritable = false;
     bool m_bHeldByAnother = false;
 };
