@@ -7,6 +7,7 @@
 #include <regex.h>
 
 #include <cctype>
+#include <charconv>
 #include <cstdint>
 #include <limits>
 #include <vector>
@@ -75,6 +76,26 @@ bool fits(std::string_view pattern, std::string_view text) {
     return fit[text.size()];
 }
 
+/// What a printable text was made from.
+std::string unescaped(std::string_view text) {
+    std::string out;
+    while (!text.empty()) {
+        std::size_t nTaken = 1;
+        char c = text.front();
+        if (text.starts_with("\\x")) {
+            unsigned char byte = 0;
+            std::from_chars(text.data() + 2, text.data() + 4, byte, 16);
+            c = static_cast<char>(byte);
+            nTaken = 4;
+        } else if (text.starts_with("\\\\")) {
+            nTaken = 2;
+        }
+        out += c;
+        text.remove_prefix(nTaken);
+    }
+    return out;
+}
+
 void checkText(std::string_view text, std::size_t nMaxBytes) {
     // what this accepts goes through the messages' text fields
     const bool bUtf8 = google::protobuf::internal::IsStructurallyValidUTF8(
@@ -83,7 +104,10 @@ void checkText(std::string_view text, std::size_t nMaxBytes) {
             "clean text is UTF-8 without NUL");
     const std::string sWhole = pbcommon::printable(text, std::numeric_limits<std::size_t>::max());
     require(pbcommon::isCleanText(sWhole), "printable text is clean");
-    require(pbcommon::printable(sWhole, sWhole.size()) == sWhole, "printable text stays as it is");
+    require(unescaped(sWhole) == text, "printable text says exactly what is there");
+    const std::string sClean = pbcommon::cleaned(text, std::numeric_limits<std::size_t>::max());
+    require(pbcommon::isCleanText(sClean) && pbcommon::cleaned(sClean, sClean.size()) == sClean,
+            "cleaned text stays as it is");
     for (std::size_t i = 0; i < sWhole.size(); ++i) {
         const auto byte = static_cast<unsigned char>(sWhole[i]);
         const bool bC1 = byte == 0xc2 && static_cast<unsigned char>(sWhole[i + 1]) < 0xa0;

@@ -67,9 +67,9 @@ TEST_F(Dispatcher, GrantsAtMostThePeersOwnRoleAboveAdminOnlyWhenAskedAndEndsForT
     start();
     const RawClient client(socketPath());
     for (const auto& [sFrame, sAnswer] :
-         {std::pair{getFrame("n"), "n me\\x1b 1"},
-          {getFrame("n", "role: kSystem"), "n me\\x1b 3"},
-          {getFrame("n", "role: kProvisioning"), "n me\\x1b 2"},
+         {std::pair{getFrame("n"), "n me\uFFFD 1"},
+          {getFrame("n", "role: kSystem"), "n me\uFFFD 3"},
+          {getFrame("n", "role: kProvisioning"), "n me\uFFFD 2"},
           {getFrame("n", "role: kStartup"), "ERR_ROLE_NOT_ALLOWED"},
           {getFrame("n", "role: -1"), "ERR_ROLE_NOT_ALLOWED"},
           {RawClient::frame("role: kProvisioning shutdown {}"), "ERR_ROLE_NOT_ALLOWED"},

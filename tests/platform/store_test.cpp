@@ -85,7 +85,7 @@ TEST_F(Store, RefusesInTheOrderOfItsChecksAndLogsEachRefusalOnce) {
         {kProvisioning, "hidden",   "true",     sUnknown,                             ""},
         {kUser,         "a\nb",     "true",     sUnknown,                             ""},
         {kProvisioning, "other",    "nonsense", "kNotAuthorized (-41) ERR_READ_ONLY", " n.other=nonsense"},
-        {kUser,         "open",     "\x1b\xff", sBad + "ERR_INVALID_VALUE",           " n.open=\\x1b\\xff"},
+        {kUser,         "open",     "\x1b\xff", sBad + "ERR_INVALID_VALUE",           " n.open=\uFFFD\uFFFD"},
         {kUser,         "count",    sLong,      sBad + "ERR_TOO_LONG",                " n.count=" + sLong.substr(0, 200) + "..."},
         {kUser,         "password", sMask,      sBad + "ERR_MASKED_VALUE",            " n.password=********"},
         {kUser,         "open",     "2",        sBad + "ERR_INVALID_VALUE",           " n.open=2",            "2"},

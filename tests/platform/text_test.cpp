@@ -28,22 +28,32 @@ TEST(ConfigVar, IsItsAddressInAnyLetterCaseAndNothingElse) {
     }
 }
 
-TEST(PrintableText, EscapesWhatATerminalOrALogWouldActOn) {
+TEST(PrintableText, EscapesWhatATerminalOrALogWouldActOnAndWhatDeceivesAReader) {
+    const std::string kFamily = "\U0001F469\u200D\U0001F467 \u0645\u06CC\u200C\u0634\u0648\u062F";
     // clang-format off
-    const struct { std::string sText; const char* printable; bool bClean; std::size_t nMaxBytes = 80; } cases[] = {
-        {"\xc3\xa4\xe2\x82\xac\xf0\x9f\x8e\xa5", "\xc3\xa4\xe2\x82\xac\xf0\x9f\x8e\xa5", true},
+    const struct { std::string sText; std::string sPrintable; bool bClean; std::size_t nMaxBytes = 80; } cases[] = {
+        {"\u00e4\u20ac\U0001f3a5", "\u00e4\u20ac\U0001f3a5", true},
+        {kFamily, kFamily, true},
         {"a\nb\x1b[1m", "a\\x0ab\\x1b[1m", true},
-        {"c1 \xc2\x9b", "c1 \\xc2\\x9b", true},
+        {"a\\x0ab\\", "a\\\\x0ab\\\\", true},
+        {"c1 \u009b", "c1 \\xc2\\x9b", true},
+        {"\u202Etxt.exe\u2066", "\\xe2\\x80\\xaetxt.exe\\xe2\\x81\\xa6", true},
+        {"\u00AD\u061C\u200B\u200F\u2028\u2060", "\\xc2\\xad\\xd8\\x9c\\xe2\\x80\\x8b\\xe2\\x80\\x8f\\xe2\\x80\\xa8\\xe2\\x81\\xa0", true},
+        {"\uFEFF\uFFF9\U000E0041", "\\xef\\xbb\\xbf\\xef\\xbf\\xb9\\xf3\\xa0\\x81\\x81", true},
         {"cut \xc3", "cut \\xc3", false},
         {"surrogate \xed\xa0\x80", "surrogate \\xed\\xa0\\x80", false},
-        {"ab\xc3\xa4", "ab...", true, 3},
+        {"ab\u00e4", "ab...", true, 3},
         {"ab\n", "ab...", true, 5},
+        {"ab\\", "ab...", true, 3},
     };
     // clang-format on
     for (const auto& c : cases) {
-        EXPECT_EQ(pbcommon::printable(c.sText, c.nMaxBytes), c.printable);
-        EXPECT_EQ(pbcommon::isCleanText(c.sText), c.bClean) << c.printable;
+        EXPECT_EQ(pbcommon::printable(c.sText, c.nMaxBytes), c.sPrintable);
+        EXPECT_EQ(pbcommon::isCleanText(c.sText), c.bClean) << c.sPrintable;
     }
+    EXPECT_EQ(pbcommon::cleaned("a\\b\n\u202E\xff" + kFamily, 80),
+              "a\\b\uFFFD\uFFFD\uFFFD" + kFamily);
+    EXPECT_EQ(pbcommon::cleaned("ab\n", 4), "ab...");
 }
 
 }  // namespace

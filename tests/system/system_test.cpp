@@ -82,6 +82,12 @@ TEST_F(System, AnswersEachRequestOfASession) {
          "cfgctl: no value was given for management.snmp.privacypassword; nothing was sent "
          "('NAME=' sets an empty value)\n"},
         {"get --reveal management.snmp.authenticationpassword", 0, "\n"},
+        {"set 'management.snmp.location=a\\x0a'", 0,
+         "set management.snmp.location=a\\\\x0a  accepted  kNoError (0)\n"},
+        {"set 'management.snmp.enabled=a\\b'", 1,
+         "set management.snmp.enabled=a\\\\b  refused  kBadParameter (-3)  ERR_INVALID_VALUE\n"
+         "nothing has been changed\n"},
+        {"get management.snmp.location", 0, "a\\x0a\n"},
         {"get no.such", 1, "cfgctl: no variable no.such for this role; 'cfgctl list' shows all\n"},
         {"get Management.SNMP.ListenPort", 1,
          "cfgctl: no variable Management.SNMP.ListenPort for this role; "

@@ -150,15 +150,20 @@ ExitStatus runGet(Session& session, const OperandsT& operands) {
     return isAccepted(all) && !bMasked ? kAccepted : kRefused;
 }
 
-/// "NAME=VALUE" as the reply's variable shows it, with a secret masked. What was typed is no
-/// substitute: only the service knows which values are secret.
+/// "NAME=VALUE" with the value that was proposed, a secret masked. Without a variable in the reply
+/// the name alone: only the service knows which values are secret.
 std::string assignmentText(const pbcommon::Reply& reply, int nVariable,
                            const AssignmentT& assignment) {
+    constexpr std::size_t kMaxShownBytes = 200;
     if (nVariable >= reply.variable_size()) {
         return pbcommon::formatAddress(assignment.address);
     }
     const pbcommon::Variable& variable = reply.variable(nVariable);
-    return shown(variable.name()) + "=" + shown(variable.value());
+    // when refused, it was proposed as it was typed; the reply has no more than can be shown of it
+    const bool bTyped = !isAccepted(reply) && variable.kind() != pbcommon::SECRET;
+    return shown(variable.name()) + "=" +
+           (bTyped ? pbcommon::printable(assignment.value, kMaxShownBytes)
+                   : shown(variable.value()));
 }
 
 std::string acceptedSetText(const Session& session, const std::vector<AssignmentT>& assignments,
@@ -169,7 +174,7 @@ std::string acceptedSetText(const Session& session, const std::vector<Assignment
     std::string text;
     for (std::size_t i = 0; i < assignments.size(); ++i) {
         text += "set " + assignmentText(reply, static_cast<int>(i), assignments[i]) + "  " +
-                sAccepted + "  " + outcomeText(reply, "  ") + "\n";
+                sAccepted + "  " + shown(outcomeText(reply, "  ")) + "\n";
     }
     return text + effectLines(reply.effect(), stream) +
            (reply.reboot_needed() ? "reboot needed\n" : "");
@@ -188,7 +193,7 @@ void complainRefusedSet(Session& session, const std::vector<AssignmentT>& assign
     }
     const std::string text = "set " + assignmentText(reply, 0, assignment) + "  " +
                              painted("refused", Colour::kRed, streamOf(STDERR_FILENO)) + "  " +
-                             outcomeText(reply, "  ") + "\n";
+                             shown(outcomeText(reply, "  ")) + "\n";
     printError(text);
 }
 
@@ -214,12 +219,13 @@ ExitStatus runSet(Session& session, const OperandsT& operands) {
     }
     pbcommon::Request request;
     request.mutable_set()->set_dry_run(session.options().bDryRun);
-    for (const AssignmentT& assignment : assignments) {
+    for (AssignmentT& assignment : assignments) {
+        if (assignment.from == AssignmentT::From::kStandardInput) {
+            assignment.value = pipedValue(pbcommon::formatAddress(assignment.address));
+        }
         pbcommon::Assignment& added = *request.mutable_set()->add_assignment();
         fillAddress(assignment.address, *added.mutable_address());
-        added.set_value(assignment.from == AssignmentT::From::kStandardInput
-                            ? pipedValue(pbcommon::formatAddress(assignment.address))
-                            : assignment.value);
+        added.set_value(assignment.value);
     }
     const pbcommon::Reply reply = session.ask(request);
     if (!isAccepted(reply)) {

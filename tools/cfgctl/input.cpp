@@ -121,7 +121,8 @@ std::string pipedValue(const std::string& sName) {
 
 std::string typedValue(const std::string& sName, const std::string& sHint, bool bHidden) {
     const std::string sShown = bHidden ? "; not shown): " : "): ";
-    return notEmpty(typedLine("Value for " + sName + " (" + shown(sHint) + sShown, bHidden), sName);
+    return notEmpty(typedLine("Value for " + shown(sName) + " (" + shown(sHint) + sShown, bHidden),
+                    sName);
 }
 
 bool isConfirmed(const std::string& sQuestion) {

@@ -151,7 +151,7 @@ void finishOutput() {
 std::string outcomeText(const pbcommon::Reply& reply, std::string_view separator) {
     std::string text = pbcommon::describeCode(reply.code());
     if (reply.tag_size() > 0) {
-        text.append(separator).append(shown(joined(reply.tag())));
+        text.append(separator).append(joined(reply.tag()));
     }
     return text;
 }

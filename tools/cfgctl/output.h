@@ -32,7 +32,7 @@ void finishOutput();
 using TextsT = google::protobuf::RepeatedPtrField<std::string>;
 using EffectsT = google::protobuf::RepeatedPtrField<pbcommon::Effect>;
 
-/// "kBadParameter (-3)" and the reply's tags behind it.
+/// "kBadParameter (-3)" and the reply's tags after it, not escaped.
 [[nodiscard]] std::string outcomeText(const pbcommon::Reply& reply, std::string_view separator);
 /// The values that a variable offers now one by one; none unless it is a switch or an enumeration.
 [[nodiscard]] TextsT offeredValues(const pbcommon::Variable& variable);

@@ -48,8 +48,6 @@ std::size_t characterLength(std::string_view text, char32_t& codePoint) {
 constexpr std::array<const char*, 5> kRoleNames = {"user", "admin", "provisioning", "system",
                                                    "startup"};
 
-constexpr std::size_t kEscapedBytes = 4;
-
 void appendEscaped(std::string& out, char c) {
     constexpr std::string_view kDigits = "0123456789abcdef";
     const auto byte = static_cast<unsigned char>(c);
@@ -58,8 +56,69 @@ void appendEscaped(std::string& out, char c) {
     out += kDigits[byte & 0xf];
 }
 
-bool isControl(char32_t codePoint) {
-    return codePoint < 0x20 || (codePoint >= 0x7f && codePoint < 0xa0);
+/// Characters from `first` to `last` may deceive who reads them.
+struct DeceptiveT {
+    char32_t first;
+    char32_t last;
+};
+// clang-format off
+constexpr DeceptiveT deceptiveTable[] = {
+    // first  last
+    {0x0000,  0x001f },  // control characters
+    {0x007f,  0x009f },  // delete, and more control characters
+    {0x00ad,  0x00ad },  // soft hyphen, mostly unseen
+    {0x061c,  0x061c },  // Arabic letter mark: direction
+    {0x180e,  0x180e },  // Mongolian vowel separator, unseen
+    {0x200b,  0x200b },  // zero width space, unseen
+    {0x200e,  0x200f },  // left-to-right and right-to-left mark
+    {0x2028,  0x202e },  // line and paragraph separator; embeddings and overrides of the direction
+    {0x2060,  0x206f },  // word joiner and operators, unseen; isolates of the direction
+    {0xfeff,  0xfeff },  // byte order mark, unseen
+    {0xfff9,  0xfffb },  // annotations, which hide text
+    {0xe0000, 0xe007f},  // tags: a whole text, unseen
+};
+// clang-format on
+
+bool isDeceptive(char32_t codePoint) {
+    return std::ranges::any_of(deceptiveTable, [codePoint](const DeceptiveT& row) {
+        return codePoint >= row.first && codePoint <= row.last;
+    });
+}
+
+enum class Form { kEscaped, kReplaced };
+
+/// @param bytes  of one character, or one that is of none
+std::string rewritten(std::string_view bytes, bool bAsItIs, Form form) {
+    std::string out;
+    if (form == Form::kEscaped && bytes == "\\") {
+        out = "\\\\";
+    } else if (bAsItIs) {
+        out = bytes;
+    } else if (form == Form::kReplaced) {
+        out = "\xef\xbf\xbd";  // U+FFFD
+    } else {
+        for (const char c : bytes) {
+            appendEscaped(out, c);
+        }
+    }
+    return out;
+}
+
+std::string inForm(Form form, std::string_view text, std::size_t nMaxBytes) {
+    std::string out;
+    while (!text.empty()) {
+        char32_t codePoint = 0;
+        const std::size_t nLength = characterLength(text, codePoint);
+        const std::string_view bytes = text.substr(0, std::max<std::size_t>(nLength, 1));
+        const bool bAsItIs = nLength != 0 && !isDeceptive(codePoint);
+        const std::string sPart = rewritten(bytes, bAsItIs, form);
+        if (sPart.size() > nMaxBytes - out.size()) {
+            return out + "...";
+        }
+        out += sPart;
+        text.remove_prefix(bytes.size());
+    }
+    return out;
 }
 
 }  // namespace
@@ -83,23 +142,11 @@ std::optional<int> roleNamed(std::string_view sName) {
 }
 
 std::string printable(std::string_view text, std::size_t nMaxBytes) {
-    std::string out;
-    while (!text.empty()) {
-        char32_t codePoint = 0;
-        const std::size_t nLength = characterLength(text, codePoint);
-        const bool bEscaped = nLength == 0 || isControl(codePoint);
-        if ((bEscaped ? kEscapedBytes : nLength) > nMaxBytes - out.size()) {
-            return out + "...";
-        }
-        if (bEscaped) {
-            appendEscaped(out, text.front());
-            text.remove_prefix(1);
-        } else {
-            out.append(text, 0, nLength);
-            text.remove_prefix(nLength);
-        }
-    }
-    return out;
+    return inForm(Form::kEscaped, text, nMaxBytes);
+}
+
+std::string cleaned(std::string_view text, std::size_t nMaxBytes) {
+    return inForm(Form::kReplaced, text, nMaxBytes);
 }
 
 bool isCleanText(std::string_view text) {

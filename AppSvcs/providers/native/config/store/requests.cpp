@@ -249,7 +249,7 @@ void ConfigRequests::showRefused(const PbUtility::Requester& requester, const Pr
         pbcommon::Variable& variable = *reply.add_variable();
         fill(variable, *cell, Secrets::kMasked);
         variable.set_value(
-            pbcommon::printable(shown(*cell, std::string(refused.sValue)), kMaxShownBytes));
+            pbcommon::cleaned(shown(*cell, std::string(refused.sValue)), kMaxShownBytes));
     }
 }
 

@@ -238,7 +238,7 @@ void PbUtilsImpl::answer(Session& session) {
     m_requester = {.role = std::min(peer.highestRole, AppConfig::kAdmin),
                    .uid = peer.uid,
                    .pid = peer.pid,
-                   .sClient = pbcommon::printable(m_request.client(), kMaxClientNameBytes)};
+                   .sClient = pbcommon::cleaned(m_request.client(), kMaxClientNameBytes)};
     if (m_request.has_role()) {
         const auto role = static_cast<AppConfig::SecurityRole>(m_request.role());
         if (!pbcommon::Role_IsValid(m_request.role()) || role > peer.highestRole) {

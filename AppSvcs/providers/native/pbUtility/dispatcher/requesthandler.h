@@ -17,7 +17,7 @@ class Request;
 namespace PbUtility {
 
 /// Who asks: what the kernel vouches for (uid, pid), the role granted, and the name that the client
-/// gives itself, made printable.
+/// gives itself, cleaned.
 struct Requester {
     AppConfig::SecurityRole role = AppConfig::kUser;
     uid_t uid = 0;
