@@ -210,6 +210,7 @@ TEST_F(Terminal, AsksForAValueAndBeforeAShutdown) {
         {kSet + "versionone",      "false\n",     0,   "\\(true false\\): false\r\n"},
         {kSet + "listeningport",   "5\n",         1,   "\\(1\\.\\.65535\\): 5\r\n.*refused.*nothing has been changed"},
         {kSet + "location",        "\n",          2,   "no value was given for management.snmp.location;"},
+        {kSet + "privacypassword", "half\x04\x04", 2, "no value was given for management.snmp.privacypassword;"},
         {kSet + "nothing",         "",            1,   "no variable management.snmp.nothing"},
         {kSet + "privacypassword", "half\x03",    130, "not shown\\): \r\n$"},
         {"shutdown",               "\n",          2,   "\\[y/N\\] .*not confirmed; nothing was sent"},

@@ -75,6 +75,7 @@ std::string readInput(bool bLine) {
     return text;
 }
 
+/// Asks, and reads a line; an empty one at the end of input.
 std::string typedLine(const std::string& sPrompt, bool bHidden) {
     for (;;) {
         std::string text;
@@ -89,7 +90,8 @@ std::string typedLine(const std::string& sPrompt, bool bHidden) {
         if (text.ends_with('\n')) {
             text.pop_back();
         } else {
-            printError("\n");  // the next line starts on its own after end of input, too
+            printError("\n");
+            text.clear();  // whoever ends the input without the return key gives up
         }
         if (gSignal == 0) {
             return text;
