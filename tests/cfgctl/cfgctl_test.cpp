@@ -6,6 +6,7 @@
 
 #include <thread>
 
+#include "choices.h"
 #include "commandline.h"
 #include "completion.h"
 #include "directories.h"
@@ -313,18 +314,41 @@ TEST(NewestChanges, AreCollectedPageByPage) {
     }
 }
 
-/// A service with three variables, of which a user may see two.
-pbcommon::Reply lookUp(std::optional<pbcommon::Role> role, const std::string& pattern) {
+/// A service with three variables that accepts v2c and true alone.
+pbcommon::Reply answerOf(const pbcommon::Request& request) {
     const auto all = parsed<pbcommon::Reply>(
         "variable { name: 'a.on' kind: BOOLEAN } "
-        "variable { name: 'a.mode[1]' kind: ENUMERATION offered: ['v1', 'v3'] } "
-        "variable { name: 'a.port' kind: INTEGER read: kAdmin }");
-    pbcommon::Reply matching;
-    for (const auto& row : all.variable()) {
-        const bool bSeen = role.value_or(pbcommon::kSystem) >= row.read();
-        if (bSeen && pbcommon::matchesPattern(pattern, row.name())) *matching.add_variable() = row;
+        "variable { name: 'a.mode[1]' kind: ENUMERATION offered: ['v1', 'v2c'] "
+        "           description { option: ['v1', 'v2c', 'v3'] } } "
+        "variable { name: 'a.port' kind: INTEGER }");
+    pbcommon::Reply reply;
+    if (request.has_set()) {
+        const std::string& sValue = request.set().assignment(0).value();
+        EXPECT_TRUE(request.set().dry_run());
+        const bool bAccepted = sValue == "v2c" || sValue == "true";
+        reply =
+            parsed<pbcommon::Reply>(bAccepted ? "" : "code: kBadParameter tag: 'ERR_NOT_OFFERED'");
     }
-    return matching;
+    const pbcommon::Address& address = request.describe().address();
+    const std::string sNode = address.node() + "." + address.variable();
+    for (const auto& row : all.variable()) {
+        const bool bListed = pbcommon::matchesPattern(request.list().pattern(), row.name());
+        const bool bMeant = sNode != "." && row.name().starts_with(sNode);
+        if (bListed || bMeant) *reply.add_variable() = row;
+    }
+    return reply;
+}
+
+TEST(Choices, AreThoseThatARehearsalAcceptsThenTheOthersWithTheRefusal) {
+    const auto linesOf = [](const char* variable) {
+        const auto request =
+            parsed<pbcommon::Request>("describe { address { " + std::string(variable) + " } }");
+        return choiceLines(choicesOf(answerOf, answerOf(request).variable(0)));
+    };
+    const std::string sRefused = "  (not accepted now: kBadParameter (-3) ERR_NOT_OFFERED)\n";
+    EXPECT_EQ(linesOf("node: 'a' variable: 'mode'"), "v2c\nv1" + sRefused + "v3" + sRefused);
+    EXPECT_EQ(linesOf("node: 'a' variable: 'on'"), "true\nfalse" + sRefused);
+    EXPECT_EQ(linesOf("node: 'a' variable: 'port'"), "");
 }
 
 TEST(Completion, OffersWhatTheLastWordMayBecome) {
@@ -335,15 +359,19 @@ TEST(Completion, OffersWhatTheLastWordMayBecome) {
         {{"watch", "--since", ""},           {}},
         {{"history", "-n", "5", "a.o"},      {"a.on"}},
         {{"--role", "p"},                    {"provisioning"}},
-        {{"describe", "--role", "user", ""}, {"a.on", "a.mode[1]"}},
+        {{"--socket", ""},                   {}},
+        {{"describe", "--role", "user", ""}, {"a.on", "a.mode[1]", "a.port"}},
         {{"get", "a.on", ""},                {"a.on", "a.mode[1]", "a.port"}},
         {{"describe", "a.on", ""},           {}},
         {{"set", "a.on=true", "a.p"},        {"a.port="}},
-        {{"set", "a.mode[1]="},              {"a.mode[1]=v1", "a.mode[1]=v3"}},
+        {{"set", "a.mode[1]="},              {"a.mode[1]=v2c"}},
+        {{"set", "a.on="},                   {"a.on=true"}},
         {{"set", "a.port="},                 {}},
     };
     // clang-format on
-    for (const auto& [words, offered] : cases) EXPECT_EQ(candidates(words, lookUp), offered);
+    for (const auto& [words, offered] : cases) EXPECT_EQ(candidates(words, answerOf), offered);
+    const OptionsT options = typedOptions({"--role", "user", "--socket", "s", "set", "--role"});
+    EXPECT_TRUE(options.role == pbcommon::kUser && options.sSocket == "s");
 }
 
 }  // namespace

@@ -88,6 +88,13 @@ TEST_F(System, AnswersEachRequestOfASession) {
          "set management.snmp.enabled=a\\\\b  refused  kBadParameter (-3)  ERR_INVALID_VALUE\n"
          "nothing has been changed\n"},
         {"get management.snmp.location", 0, "a\\x0a\n"},
+        {"set uicontrol.vantortouch.homescreen[1].enabled=false >/dev/null", 0, ""},
+        {"options uicontrol.vantortouch.homescreen[2].enabled", 0,
+         "false\ntrue  (not accepted now: kBadParameter (-3))\n"},
+        {"complete -- set uicontrol.vantortouch.homescreen[2].enabled=", 0,
+         "uicontrol.vantortouch.homescreen[2].enabled=false\n"},
+        {"options security.remoteaccess.web.httpport", 1,
+         "cfgctl: security.remoteaccess.web.httpport has no options; it accepts 1..65535\n"},
         {"get no.such", 1, "cfgctl: no variable no.such for this role; 'cfgctl list' shows all\n"},
         {"get Management.SNMP.ListenPort", 1,
          "cfgctl: no variable Management.SNMP.ListenPort for this role; "
@@ -248,6 +255,10 @@ TEST_F(OtherUser, IsHeldToTheUserRole) {
         EXPECT_THAT(outcome.sErr, HasSubstr("kNotAuthorized (-41)")) << arguments;
     }
     EXPECT_THAT(m_daemon->log(), ContainsRegex("refused role admin to uid 65534, process [0-9]+"));
+    const Outcome none = other("options comm.callsetting.callfeatures.fips140enable");
+    EXPECT_EQ(none.nStatus, 1);
+    EXPECT_THAT(none.sOut, ContainsRegex("^true  .not accepted now: .* ERR_READ_ONLY.\nfalse  "));
+    EXPECT_THAT(none.sErr, HasSubstr("no value of comm.callsetting.callfeatures.fips140enable"));
     const Outcome masked = other("get --reveal management.snmp.community");
     EXPECT_EQ(masked.nStatus, 1);
     EXPECT_EQ(masked.sOut, "********\n");

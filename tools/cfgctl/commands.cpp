@@ -3,11 +3,13 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <chrono>
 #include <cstddef>
 #include <cstdint>
 #include <iterator>
 
 #include "bashcompletion.h"
+#include "choices.h"
 #include "completion.h"
 #include "input.h"
 #include "names.h"
@@ -25,13 +27,6 @@ constexpr const char* kValueForms =
 
 bool isAccepted(const pbcommon::Reply& reply) { return reply.code() == pbcommon::kNoError; }
 
-void fillAddress(const pbcommon::VariableAddress& from, pbcommon::Address& to) {
-    to.set_node(from.sNode);
-    to.set_node_instance(from.nNodeInstance);
-    to.set_variable(from.sVariable);
-    to.set_instance(from.nVarInstance);
-}
-
 /// The pattern that an operand or its lack stands for.
 std::string patternOf(const OperandsT& operands) {
     return operands.empty() ? "*" : operands.front();
@@ -42,7 +37,7 @@ std::string patternOf(const OperandsT& operands) {
 std::vector<std::string> knownNames(Session& session) {
     std::vector<std::string> names;
     try {
-        const pbcommon::Reply known = session.list("*");
+        const pbcommon::Reply known = listAll(session.asking(), "*");
         for (const pbcommon::Variable& variable : known.variable()) {
             names.push_back(variable.name());
         }
@@ -214,8 +209,10 @@ ExitStatus runSet(Session& session, const OperandsT& operands) {
             return answer(session, reply, "");
         }
         const pbcommon::Variable& variable = subject(reply);
+        const TextsT accepted = acceptedOf(choicesOf(session.asking(), variable));
         assignments.front().value =
-            typedValue(variable.name(), offersText(variable), variable.kind() == pbcommon::SECRET);
+            typedValue(variable.name(), accepted.empty() ? offersText(variable) : joined(accepted),
+                       variable.kind() == pbcommon::SECRET);
     }
     pbcommon::Request request;
     request.mutable_set()->set_dry_run(session.options().bDryRun);
@@ -237,7 +234,7 @@ ExitStatus runSet(Session& session, const OperandsT& operands) {
 
 ExitStatus runList(Session& session, const OperandsT& operands) {
     const std::string pattern = patternOf(operands);
-    const pbcommon::Reply reply = session.list(pattern);
+    const pbcommon::Reply reply = listAll(session.asking(), pattern);
     if (!isAccepted(reply) || !reply.variable().empty()) {
         return answerPlain(session, "list", reply, listing(reply, streamOf(STDOUT_FILENO)));
     }
@@ -250,8 +247,7 @@ ExitStatus runHistory(Session& session, const OperandsT& operands) {
     const std::string pattern = patternOf(operands);
     const std::uint64_t nMost = session.options().mostChanges.value_or(kUsualChanges);
     const pbcommon::Reply reply =
-        newestChanges([&session](const pbcommon::Request& request) { return session.ask(request); },
-                      pattern, static_cast<std::uint32_t>(nMost));
+        newestChanges(session.asking(), pattern, static_cast<std::uint32_t>(nMost));
     const StreamT stream = streamOf(STDOUT_FILENO);
     std::string text;
     for (int i = reply.history_size() - 1; i >= 0; --i) {
@@ -269,15 +265,20 @@ ExitStatus runDescribe(Session& session, const OperandsT& operands) {
 }
 
 ExitStatus runOptions(Session& session, const OperandsT& operands) {
-    const pbcommon::Reply reply = askDescribe(session, "options", operands.front());
-    const pbcommon::Variable& variable = subject(reply);
-    const std::string text = optionLines(variable);
-    const ExitStatus status = answer(session, reply, text);
-    if (status != kAccepted || !text.empty()) {
-        return status;
+    pbcommon::Reply reply = askDescribe(session, "options", operands.front());
+    if (!isAccepted(reply) || reply.variable().empty()) {
+        return answer(session, reply, "");
     }
-    complain(variable.name() + " has no options; it takes " + offersText(variable));
-    return kRefused;
+    pbcommon::Variable& variable = *reply.mutable_variable(0);
+    const ChoicesT choices = choicesOf(session.asking(), variable);
+    *variable.mutable_offered() = acceptedOf(choices);
+    (void)answer(session, reply, choiceLines(choices));
+    if (choices.empty()) {
+        complain(variable.name() + " has no options; it accepts " + offersText(variable));
+    } else if (variable.offered().empty()) {
+        complain("no value of " + variable.name() + " would be accepted now for this role");
+    }
+    return variable.offered().empty() ? kRefused : kAccepted;
 }
 
 ExitStatus runWhy(Session& session, const OperandsT& operands) {
@@ -350,14 +351,16 @@ ExitStatus runCompletion(Session& /*session*/, const OperandsT& operands) {
 
 /// Says nothing of what goes wrong: who presses a key for candidates then gets none.
 ExitStatus runComplete(Session& /*session*/, const OperandsT& operands) {
-    const auto lookUp = [](std::optional<pbcommon::Role> role, const std::string& pattern) {
-        try {
-            return Session({.role = role}).list(pattern);
-        } catch (const Failure&) {
-            return pbcommon::Reply();
-        }
-    };
-    for (const std::string& candidate : candidates(operands, lookUp)) {
+    OptionsT options = typedOptions(operands);
+    options.timeout = std::chrono::seconds(1);  // whoever presses a key does not wait for more
+    Session session(options);
+    std::vector<std::string> all;
+    try {
+        all = candidates(operands, session.asking());
+    } catch (const Failure&) {
+        all.clear();
+    }
+    for (const std::string& candidate : all) {
         print(shown(candidate) + "\n");
     }
     return kAccepted;
@@ -402,7 +405,9 @@ constexpr CommandT commandTable[] = {
      "List variables, what they offer and who may change them",
      "Example: cfgctl list 'management.snmp.*'", runList},
     {"options",  "NAME",       OperandCount::kOne, "Variable with options",
-     "Print what may be chosen now, then what is not offered now",
+     "Print what would be accepted now, then what would not, and why",
+     "Each option is rehearsed in the role that asks; nothing is changed. With --json, offered\n"
+     "holds what would be accepted.\n"
      "Example: cfgctl options management.snmp.traptarget.protocolversion[1]", runOptions},
     {"describe", "NAME",       OperandCount::kOne, "Variable to describe",
      "Print all about one variable",

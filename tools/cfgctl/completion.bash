@@ -6,7 +6,8 @@ _cfgctl() {
     read -ra words <<<"${line//\\/}"
     [[ $line == *[[:blank:]] ]] && words+=('')
     words=("${words[@]//[\'\"]/}")
-    # of the last word, readline replaces only what stands behind such a character
+    [[ ${words[-2]-} == --socket ]] && compopt -o default  # a file's name, for want of candidates
+    # of the last word, readline replaces only what follows such a character
     local kept=${words[-1]%"${2//[\\\'\"]/}"}
     COMPREPLY=()
     while IFS= read -r candidate; do

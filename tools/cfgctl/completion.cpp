@@ -4,8 +4,8 @@
 #include <cstddef>
 #include <string_view>
 
+#include "choices.h"
 #include "commandline.h"
-#include "output.h"
 
 namespace cfgctl {
 
@@ -16,32 +16,41 @@ using namespace std::string_view_literals;
 /// What the words before the one at the cursor say about it.
 struct TypedT {
     const CommandT* command = nullptr;
-    std::optional<pbcommon::Role> role;
-    bool bRoleNext = false;     ///< it is the role's name
-    bool bNumberNext = false;   ///< it is an option's number
+    OptionsT options{};
+    std::string sOption{};      ///< whose value it is; empty: of none
     std::size_t nOperands = 0;  ///< of the command, before it
 };
 
-bool takesNumber(const TypedT& typed, const std::string& word) {
+bool takesValue(const TypedT& typed, const std::string& word) {
     const OptionT* const option = typed.command == nullptr ? nullptr : typed.command->option;
-    return option != nullptr && option->number != nullptr && word == option->name;
+    return word == "--role" || word == "--socket" || word == "--timeout" ||
+           (option != nullptr && option->number != nullptr && word == option->name);
 }
 
 void addWord(const std::string& word, TypedT& typed) {
-    if (typed.bRoleNext) {
-        typed.role = roleNamed(word);
-        typed.bRoleNext = false;
-    } else if (typed.bNumberNext) {
-        typed.bNumberNext = false;
+    if (!typed.sOption.empty()) {
+        if (typed.sOption == "--role") {
+            typed.options.role = roleNamed(word);
+        } else if (typed.sOption == "--socket") {
+            typed.options.sSocket = word;
+        }
+        typed.sOption.clear();
     } else if (word.starts_with('-')) {
-        typed.bRoleNext = word == "--role";
-        typed.bNumberNext = takesNumber(typed, word);
+        typed.sOption = takesValue(typed, word) ? word : "";
     } else if (typed.command != nullptr) {
         ++typed.nOperands;
     } else if (const auto found = std::ranges::find(commands(), word, &CommandT::name);
                found != commands().end()) {
         typed.command = &*found;
     }
+}
+
+TypedT typedBeforeLast(const OperandsT& words) {
+    TypedT typed;
+    for (std::size_t i = 0; i + 1 < words.size(); ++i) {
+        addWord(words[i], typed);
+    }
+    return typed;
 }
 
 std::vector<std::string> commandNames() {
@@ -55,7 +64,7 @@ std::vector<std::string> commandNames() {
 }
 
 std::vector<std::string> optionNames(const CommandT* command) {
-    std::vector<std::string> names = {"--help", "--json", "--role"};
+    std::vector<std::string> names = {"--help", "--json", "--role", "--socket", "--timeout"};
     if (command == nullptr) {
         names.emplace_back("--version");
     } else if (command->option != nullptr) {
@@ -64,10 +73,9 @@ std::vector<std::string> optionNames(const CommandT* command) {
     return names;
 }
 
-/// Names of variables that begin with `word`, each with `sEnd` behind it.
-std::vector<std::string> variableNames(const TypedT& typed, const std::string& word,
-                                       const char* sEnd, const LookUpT& lookUp) {
-    const pbcommon::Reply known = lookUp(typed.role, word + "*");
+/// Names of variables that begin with `word`, each with `sEnd` after it.
+std::vector<std::string> variableNames(const std::string& word, const char* sEnd, const AskT& ask) {
+    const pbcommon::Reply known = listAll(ask, word + "*");
     std::vector<std::string> names;
     for (const pbcommon::Variable& variable : known.variable()) {
         names.push_back(variable.name() + sEnd);
@@ -75,57 +83,60 @@ std::vector<std::string> variableNames(const TypedT& typed, const std::string& w
     return names;
 }
 
-std::vector<std::string> assignments(const TypedT& typed, const std::string& word,
-                                     const LookUpT& lookUp) {
+std::vector<std::string> assignments(const std::string& word, const AskT& ask) {
     const std::size_t equals = word.find('=');
     if (equals == std::string::npos) {
-        return variableNames(typed, word, "=", lookUp);
+        return variableNames(word, "=", ask);
     }
-    const pbcommon::Reply known = lookUp(typed.role, word.substr(0, equals));
     std::vector<std::string> all;
-    for (const pbcommon::Variable& variable : known.variable()) {
-        for (const std::string& value : offeredValues(variable)) {
-            all.push_back(variable.name() + "=" + value);
+    const auto address = pbcommon::parseAddress(word.substr(0, equals));
+    if (!address) {
+        return all;
+    }
+    pbcommon::Request request;
+    fillAddress(*address, *request.mutable_describe()->mutable_address());
+    const pbcommon::Reply described = ask(request);
+    for (const pbcommon::Variable& variable : described.variable()) {
+        for (const std::string& value : acceptedOf(choicesOf(ask, variable))) {
+            all.push_back(word.substr(0, equals + 1) + value);
         }
     }
     return all;
 }
 
-std::vector<std::string> operandsOf(const TypedT& typed, const std::string& word,
-                                    const LookUpT& lookUp) {
+std::vector<std::string> operandsOf(const TypedT& typed, const std::string& word, const AskT& ask) {
     const CommandT& command = *typed.command;
     const std::size_t nMost = command.operands == OperandCount::kNone ? 0 : 1;
     if (command.operands != OperandCount::kAny && typed.nOperands >= nMost) {
         return {};
     }
     if (command.operand == "NAME=VALUE"sv) {
-        return assignments(typed, word, lookUp);
+        return assignments(word, ask);
     }
     if (command.operand == "SHELL"sv) {
         return {"bash"};
     }
-    return variableNames(typed, word, "", lookUp);  // a name is a pattern too
+    return variableNames(word, "", ask);  // a name is a pattern too
 }
 
 }  // namespace
 
-std::vector<std::string> candidates(const OperandsT& words, const LookUpT& lookUp) {
+OptionsT typedOptions(const OperandsT& words) { return typedBeforeLast(words).options; }
+
+std::vector<std::string> candidates(const OperandsT& words, const AskT& ask) {
     const std::string word = words.empty() ? "" : words.back();
-    TypedT typed;
-    for (std::size_t i = 0; i + 1 < words.size(); ++i) {
-        addWord(words[i], typed);
-    }
+    const TypedT typed = typedBeforeLast(words);
     std::vector<std::string> all;
-    if (typed.bRoleNext) {
+    if (typed.sOption == "--role") {
         all = roleNames();
-    } else if (typed.bNumberNext) {
+    } else if (!typed.sOption.empty()) {
         all.clear();  // there are too many
     } else if (word.starts_with('-')) {
         all = optionNames(typed.command);
     } else if (typed.command == nullptr) {
         all = commandNames();
     } else {
-        all = operandsOf(typed, word, lookUp);
+        all = operandsOf(typed, word, ask);
     }
     std::erase_if(all,
                   [&word](const std::string& candidate) { return !candidate.starts_with(word); });

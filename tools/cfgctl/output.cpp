@@ -47,14 +47,6 @@ constexpr AccessNameT accessNameTable[] = {
 };
 // clang-format on
 
-std::string joined(const TextsT& texts) {
-    std::string all;
-    for (const std::string& text : texts) {
-        all += (all.empty() ? "" : " ") + text;
-    }
-    return all;
-}
-
 std::string accessText(const std::string& read, const std::string& write) {
     for (const AccessNameT& access : accessNameTable) {
         if (read == pbcommon::roleName(access.read) && write == pbcommon::roleName(access.write)) {
@@ -146,6 +138,14 @@ void finishOutput() {
         throw Failure(kOutputLost,
                       std::string("cannot write to standard output: ") + std::strerror(errno));
     }
+}
+
+std::string joined(const TextsT& texts) {
+    std::string all;
+    for (const std::string& text : texts) {
+        all += (all.empty() ? "" : " ") + text;
+    }
+    return all;
 }
 
 std::string outcomeText(const pbcommon::Reply& reply, std::string_view separator) {
@@ -304,17 +304,6 @@ std::string newsText(const pbcommon::Reply& reply, const StreamT& stream) {
     return text + (reply.has_change() ? changeText(reply.change(), stream) : "");
 }
 
-std::string optionLines(const pbcommon::Variable& variable) {
-    std::string text;
-    for (const std::string& value : offeredValues(variable)) {
-        text += shown(value) + "\n";
-    }
-    for (const std::string& option : withheldOptions(variable)) {
-        text += shown(option) + "  (not offered now)\n";
-    }
-    return text;
-}
-
 std::string sheet(const pbcommon::Variable& variable, const StreamT& stream) {
     const pbcommon::Description& description = variable.description();
     const auto valueText = [&variable](const std::string& value) {
@@ -326,7 +315,7 @@ std::string sheet(const pbcommon::Variable& variable, const StreamT& stream) {
         {"kind", kindText(variable)},
         {"default", valueText(description.default_value())},
         {"value", valueText(variable.value())}};
-    if (!optionLines(variable).empty()) {
+    if (variable.kind() == pbcommon::BOOLEAN || variable.kind() == pbcommon::ENUMERATION) {
         rows.emplace_back("offered", shownList(offeredValues(variable)));
         rows.emplace_back("not offered", shownList(withheldOptions(variable)));
     }

@@ -32,6 +32,8 @@ void finishOutput();
 using TextsT = google::protobuf::RepeatedPtrField<std::string>;
 using EffectsT = google::protobuf::RepeatedPtrField<pbcommon::Effect>;
 
+/// "v1 v3", not escaped.
+[[nodiscard]] std::string joined(const TextsT& texts);
 /// "kBadParameter (-3)" and the reply's tags after it, not escaped.
 [[nodiscard]] std::string outcomeText(const pbcommon::Reply& reply, std::string_view separator);
 /// The values that a variable offers now one by one; none unless it is a switch or an enumeration.
@@ -67,10 +69,6 @@ using EffectsT = google::protobuf::RepeatedPtrField<pbcommon::Effect>;
 /// What a reply to a watch tells: changes, and that some are not told. Empty when it only says that
 /// the watch has begun.
 [[nodiscard]] std::string newsText(const pbcommon::Reply& reply, const StreamT& stream);
-
-/// The values that a described variable offers now, one a line, then its default options that it
-/// does not. Empty for a variable whose values cannot be told one by one.
-[[nodiscard]] std::string optionLines(const pbcommon::Variable& variable);
 
 /// All about one described variable, in two columns. A secret is masked.
 [[nodiscard]] std::string sheet(const pbcommon::Variable& variable, const StreamT& stream);

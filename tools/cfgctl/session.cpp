@@ -16,7 +16,20 @@ pbcommon::Reply Session::ask(pbcommon::Request request) {
     return m_connection.ask(request);
 }
 
-pbcommon::Reply Session::list(const std::string& pattern) {
+AskT Session::asking() {
+    return [this](const pbcommon::Request& request) { return ask(request); };
+}
+
+pbcommon::Reply Session::next() { return m_connection.next(); }
+
+void fillAddress(const pbcommon::VariableAddress& from, pbcommon::Address& to) {
+    to.set_node(from.sNode);
+    to.set_node_instance(from.nNodeInstance);
+    to.set_variable(from.sVariable);
+    to.set_instance(from.nVarInstance);
+}
+
+pbcommon::Reply listAll(const AskT& ask, const std::string& pattern) {
     pbcommon::Reply all;
     pbcommon::Request request;
     request.mutable_list()->set_pattern(pattern);
@@ -30,8 +43,6 @@ pbcommon::Reply Session::list(const std::string& pattern) {
         request.mutable_list()->set_start(page.next());
     }
 }
-
-pbcommon::Reply Session::next() { return m_connection.next(); }
 
 pbcommon::Reply newestChanges(const AskT& ask, const std::string& pattern, std::uint32_t nMost) {
     pbcommon::Reply all;

@@ -7,6 +7,7 @@
 #include <optional>
 #include <string>
 
+#include "address.h"
 #include "connection.h"
 #include "messages.pb.h"
 
@@ -25,6 +26,9 @@ struct OptionsT {
     std::optional<std::uint64_t> since{};  ///< revision
 };
 
+/// Has a request answered. @throws Failure  as Connection does
+using AskT = std::function<pbcommon::Reply(const pbcommon::Request& request)>;
+
 /// What the commands of one run share: the options and the connection.
 class Session {
 public:
@@ -35,9 +39,8 @@ public:
     /// Completes the request and has it answered. @throws Failure  as Connection does
     [[nodiscard]] pbcommon::Reply ask(pbcommon::Request request);
 
-    /// The variables that match a pattern, all pages in one reply; when a page is refused, its code
-    /// and tags, and the variables before it. @throws Failure  as Connection does
-    [[nodiscard]] pbcommon::Reply list(const std::string& pattern);
+    /// Asks on this session, which outlives it.
+    [[nodiscard]] AskT asking();
 
     /// After an ask(): a further reply. @throws Failure  as Connection does
     [[nodiscard]] pbcommon::Reply next();
@@ -47,7 +50,11 @@ private:
     Connection m_connection;
 };
 
-using AskT = std::function<pbcommon::Reply(const pbcommon::Request& request)>;
+void fillAddress(const pbcommon::VariableAddress& from, pbcommon::Address& to);
+
+/// The variables that match a pattern, all pages in one reply; when a page is refused, its code and
+/// tags, and the variables before it.
+[[nodiscard]] pbcommon::Reply listAll(const AskT& ask, const std::string& pattern);
 
 /// The newest changes that touch a variable that matches a pattern, the newest first, all pages in
 /// one reply; when a page is refused, its code and tags, and the changes before it.
