@@ -95,6 +95,7 @@ TEST_F(Durable, MovesAFileAsideThatItCannotUseAndBeginsAnother) {
         {"cutshort", "truncate -s 8192 appconfig.db",                                                   "damaged"},
         {"foreign",  "rm appconfig.db; sqlite3 appconfig.db 'CREATE TABLE t (x); INSERT INTO t VALUES (1)'", "foreign"},
         {"newer",    "sqlite3 appconfig.db 'PRAGMA user_version = 3'",                                  "newer"},
+        {"noversion", "sqlite3 appconfig.db 'PRAGMA user_version = -1'",                                "damaged"},
     };
     // clang-format on
     for (const auto& [sDirectory, make, sAside] : cases) {

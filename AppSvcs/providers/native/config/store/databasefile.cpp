@@ -189,7 +189,8 @@ bool DatabaseFile::open() {
             return true;
         }
         if ((aside != nullptr && !moveAside(aside)) ||
-            (condition == Condition::kStrayLog && !moveAside("stray", "-wal"))) {
+            (condition == Condition::kStrayLog &&
+             !moveAside("stray", "-wal", "does not belong to its database"))) {
             return false;
         }
     }
@@ -210,8 +211,8 @@ bool DatabaseFile::prepareFiles() {
     const auto& [database, log, journal] = found;
     const bool bOrphans = database.st_size == 0;
     const bool bJournal = journal.st_size != 0;
-    if ((bOrphans && log.st_size != 0 && !moveAside("orphaned", "-wal")) ||
-        (bOrphans && bJournal && !moveAside("orphaned", "-journal")) ||
+    if ((bOrphans && log.st_size != 0 && !moveAside("orphaned", "-wal", "has no database")) ||
+        (bOrphans && bJournal && !moveAside("orphaned", "-journal", "has no database")) ||
         (!bOrphans && bJournal && journal.st_nlink == 1 && !keepJournal())) {
         return false;
     }
@@ -290,7 +291,7 @@ DatabaseFile::Condition DatabaseFile::examine() {
 DatabaseFile::Condition DatabaseFile::check() {
     bool bTables = false;
     std::string sCheck;
-    int nCode = compareTables(m_connection.get(), m_nVersion, bTables);
+    int nCode = m_nVersion < 1 ? SQLITE_OK : compareTables(m_connection.get(), m_nVersion, bTables);
     nCode = nCode == SQLITE_OK ? read("PRAGMA quick_check(1)", sCheck) : nCode;
     if (nCode != SQLITE_OK) {
         return conditionAfter(nCode);
@@ -419,15 +420,14 @@ bool DatabaseFile::moveAside(const char* what) {
 }
 
 /// Moves a file aside that has lost its database.
-bool DatabaseFile::moveAside(const char* what, const char* part) {
+bool DatabaseFile::moveAside(const char* what, const char* part, const char* reason) {
     m_connection.reset();
     const std::string sFile = m_sPath + part;
     const std::string sAside = nameAside(m_sPath, what) + part;
     if (!rename(sFile, sAside)) {
         return false;
     }
-    logcrit("cfgCommon", "%s does not belong to the database there is; moved aside to %s\n",
-            sFile.c_str(), sAside.c_str());
+    logcrit("cfgCommon", "%s %s; moved aside to %s\n", sFile.c_str(), reason, sAside.c_str());
     return true;
 }
 

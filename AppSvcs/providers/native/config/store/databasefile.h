@@ -74,7 +74,7 @@ private:
     [[nodiscard]] int read(const char* sql, std::string& text);
     [[nodiscard]] Condition conditionAfter(int nCode) const;
     [[nodiscard]] bool moveAside(const char* what);
-    [[nodiscard]] bool moveAside(const char* what, const char* part);
+    [[nodiscard]] bool moveAside(const char* what, const char* part, const char* reason);
 
     std::string m_sPath;
     pbcommon::FileLock m_lock;

@@ -1,8 +1,10 @@
 #include "layout.h"
 
 #include <algorithm>
+#include <cstddef>
 #include <iterator>
 #include <set>
+#include <span>
 #include <string>
 
 #include "sqlite.h"
@@ -46,17 +48,11 @@ constexpr const char* kLayouts[] = {
     "UPDATE change SET details = (SELECT json_group_array(json_insert(value, '$[#]', 'user'))"
     "  FROM json_each(change.details)) WHERE json_valid(details);"
     "DROP VIEW detail;"
-    "CREATE VIEW detail AS SELECT"
-    "  revision,"
-    "  detail.key              AS place,"
-    "  detail.value ->> '$[0]' AS variable,"
-    "  detail.value ->> '$[1]' AS aspect,"  // assigned, value, options, access
-    "  detail.value ->> '$[2]' AS before,"
-    "  detail.value ->> '$[3]' AS after,"
-    "  detail.value ->> '$[4]' AS cause,"
-    "  detail.value ->> '$[5]' AS trigger,"
-    "  detail.value ->> '$[6]' AS reader,"
-    "  detail.value ->> '$[7]' AS trigger_reader "
+    "CREATE VIEW detail AS SELECT  revision,  detail.key              AS place,"
+    "  detail.value ->> '$[0]' AS variable,  detail.value ->> '$[1]' AS aspect,"
+    "  detail.value ->> '$[2]' AS before,  detail.value ->> '$[3]' AS after,"
+    "  detail.value ->> '$[4]' AS cause,  detail.value ->> '$[5]' AS trigger,"
+    "  detail.value ->> '$[6]' AS reader,  detail.value ->> '$[7]' AS trigger_reader "
     "FROM change, json_each(change.details) AS detail;"
     "CREATE TABLE secret (variable TEXT PRIMARY KEY) STRICT, WITHOUT ROWID;",
 };
@@ -76,8 +72,10 @@ int readTables(sqlite3* connection, std::set<std::string>& tables) {
 
 int makeTables(sqlite3* connection, int nFrom, int nTo) {
     std::string sql;
-    for (int nVersion = nFrom; nVersion < nTo; ++nVersion) {
-        sql += kLayouts[nVersion];
+    for (const char* const step : std::span(kLayouts)
+                                      .first(static_cast<std::size_t>(nTo))
+                                      .subspan(static_cast<std::size_t>(nFrom))) {
+        sql += step;
     }
     sql += "PRAGMA user_version = " + std::to_string(nTo);
     return sqlite3_exec(connection, sql.c_str(), nullptr, nullptr, nullptr);
