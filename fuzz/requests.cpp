@@ -220,7 +220,7 @@ private:
             setenv("RUNTIME_DIRECTORY", m_home.path("run").c_str(), 1);
             m_dispatcher = std::make_unique<PbUtility::PbUtils>("fuzz", 2);
             require(m_dispatcher->start() == kNoError, "the dispatcher starts");
-            PbUtility::PbUtilsImpl::of(*m_dispatcher).setRequestHandler(m_witness);
+            PbUtility::PbUtilsImpl::of(*m_dispatcher)->setRequestHandler(m_witness);
             m_dispatcher->readyToDispatchMessages(true);
         }
     }

@@ -220,4 +220,22 @@ TEST_F(Dispatcher, TellsWatchersAfterTheCommitAndNobodyElse) {
     EXPECT_FALSE(other.hasAnswer() || maker.hasAnswer());
 }
 
+TEST_F(Dispatcher, AnswersForWhatARequestThrowsAndEndsInOrderOverWhatACommitThrows) {
+    start();
+    const RawClient client(socketPath());
+    m_handler.m_at = [](const std::string& sWhat) -> eErrorT {
+        if (sWhat == "memory") throw std::bad_alloc();
+        if (sWhat == "fault" || sWhat == "commit") throw std::runtime_error("a fault");
+        return kNoError;
+    };
+    EXPECT_EQ(answer(client, setFrame("memory")), std::to_string(kOutOfMemory));
+    EXPECT_EQ(answer(client, setFrame("fault")), std::to_string(kServerError));
+    EXPECT_EQ(answer(client, getFrame("n")).front(), 'n');
+    EXPECT_EQ(m_log.count("<2>test: hd[0]: pbUtility: cannot serve a request: "), 2U);
+    EXPECT_EQ(answer(client, setFrame("s")), "none");
+    m_pbUtils.join();
+    EXPECT_EQ(m_log.count("<2>test: hd[0]: pbUtility: cannot go on serving: a fault"), 1U);
+    EXPECT_FALSE(std::filesystem::exists(socketPath()));
+}
+
 }  // namespace

@@ -95,7 +95,7 @@ protected:
         m_pbUtils.readyToDispatchMessages(bReady);
     }
     [[nodiscard]] PbUtility::PbUtilsImpl& dispatcher() {
-        return PbUtility::PbUtilsImpl::of(m_pbUtils);
+        return *PbUtility::PbUtilsImpl::of(m_pbUtils);
     }
     [[nodiscard]] std::string socketPath() const { return m_directory.path("run/echo.sock"); }
 

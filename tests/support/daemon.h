@@ -1,6 +1,7 @@
 #ifndef TESTS_SUPPORT_DAEMON_H
 #define TESTS_SUPPORT_DAEMON_H
 
+#include <fcntl.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -33,8 +34,9 @@ public:
         setenv("STATE_DIRECTORY", home.path("state").c_str(), 1);
         setenv("CONFIGURATION_DIRECTORY", home.path("config").c_str(), 1);
         setenv("TEST_LOG_DEVICE", m_sLog.c_str(), 1);
-        prepare();
-        execv(DAEMON, const_cast<char* const*>(arguments.data()));
+        const int program = open(DAEMON, O_RDONLY | O_CLOEXEC);
+        prepare();  // may leave the right to look into the directory of the program
+        fexecve(program, const_cast<char* const*>(arguments.data()), environ);
         _exit(127);
     }
     ~Daemon() { kill(); }
@@ -45,7 +47,7 @@ public:
 
     /// Waits until the daemon answers; false when it ended before.
     [[nodiscard]] bool serves() const {
-        for (int i = 0; i < 1000 && waitpid(m_pid, nullptr, WNOHANG) == 0; ++i) {
+        for (int i = 0; i < 1000 && !hasEnded(); ++i) {
             const RawClient client(m_sRuntime + "/appconfig.sock");
             pbcommon::Reply reply;
             client.send(RawClient::ping());
@@ -53,6 +55,12 @@ public:
             std::this_thread::sleep_for(std::chrono::milliseconds(2));
         }
         return false;
+    }
+    /// Leaves the exit status to wait().
+    [[nodiscard]] bool hasEnded() const {
+        siginfo_t info{};
+        waitid(P_PID, static_cast<id_t>(m_pid), &info, WEXITED | WNOHANG | WNOWAIT);
+        return info.si_pid != 0;
     }
     /// Waits for the end; the exit status, or 128 and the signal.
     int wait() {

@@ -1,8 +1,10 @@
 // The real daemon, started where something is missing or somebody is in its way.
 #include <fcntl.h>
 #include <gmock/gmock.h>
+#include <sys/resource.h>
 #include <sys/stat.h>
 
+#include "casename.h"
 #include "daemon.h"
 
 namespace {
@@ -19,9 +21,8 @@ TEST_F(StartUp, GivesNoFileOfItsOwnTheNumberOfAStandardStream) {
     for (unsigned nClosed = 0; nClosed < 8; ++nClosed) {
         const Daemon daemon(m_home, {}, "run", [nClosed] {
             setenv("TEST_LOG_DEVICE", "", 1);
-            const int null = open("/dev/null", O_RDWR);
+            const int null = open("/dev/null", O_RDWR | O_CLOEXEC);
             for (int fd = 0; fd < 3; ++fd) (nClosed >> fd & 1) != 0 ? close(fd) : dup2(null, fd);
-            closefrom(3);
         });
         ASSERT_TRUE(daemon.serves()) << nClosed;
         for (const char* const fd : {"0", "1", "2"}) {
@@ -75,5 +76,48 @@ TEST_F(StartUp, OneOfTwoServesAndTheNextWaitsUntilItHasEnded) {
         EXPECT_EQ(waiting.wait(), 0);
     }
 }
+
+struct StarvedCaseT {
+    const char* name;
+    __rlimit_resource resource;
+    rlim_t nLeast, nMost, nStep;  ///< of the limit
+};
+
+// clang-format off
+const StarvedCaseT starvedCases[] = {
+    {"Processes",   RLIMIT_NPROC,  0,       0,        1      },
+    {"Descriptors", RLIMIT_NOFILE, 0,       20,       1      },
+    {"Memory",      RLIMIT_AS,     8 << 20, 24 << 20, 1 << 17},
+    {"FileSize",    RLIMIT_FSIZE,  0,       1 << 17,  1 << 12},
+};
+// clang-format on
+
+class Starved : public StartUp, public testing::WithParamInterface<StarvedCaseT> {};
+
+TEST_P(Starved, ServesOrEndsInOrder) {
+    constexpr uid_t kSomebody = 65500;  // root may have any number of processes
+    const std::string sLog = m_home.path("log");
+    (void)!chown(m_home.path().c_str(), kSomebody, kSomebody);
+    for (rlim_t n = GetParam().nLeast; n <= GetParam().nMost; n += GetParam().nStep) {
+        std::filesystem::remove_all(m_home.path("run"));
+        Daemon daemon(m_home, {}, "run", [&] {
+            setenv("TEST_LOG_DEVICE", "", 1);
+            for (const int fd : {1, 2}) dup2(creat(sLog.c_str(), 0600), fd);
+            if (geteuid() == 0 && setuid(kSomebody) != 0) _exit(1);
+            const rlimit limit{.rlim_cur = n, .rlim_max = n};
+            setrlimit(GetParam().resource, &limit);
+        });
+        if (daemon.serves()) continue;
+        // it may also be there, and have no memory for its clients
+        const bool bEnded = daemon.hasEnded();
+        const std::string sText = TemporaryDirectory::contentOf(sLog);
+        if (sText.find("AppConfig: ") == std::string::npos) continue;  // it was not even loaded
+        EXPECT_TRUE(!bEnded || daemon.wait() == 0) << n << sText;
+        EXPECT_THAT(sText, HasSubstr("CRIT ")) << n;
+        EXPECT_NE(std::filesystem::exists(m_home.path("run/appconfig.sock")), bEnded) << n;
+    }
+}
+
+INSTANTIATE_TEST_SUITE_P(, Starved, testing::ValuesIn(starvedCases), caseName);
 
 }  // namespace

@@ -3,6 +3,8 @@
 #include <sys/resource.h>
 #include <unistd.h>
 
+#include <exception>
+
 #include "AppConfigServiceProvider.h"
 #include "logmsg.h"
 #include "msgpass.h"
@@ -43,6 +45,20 @@ void setCore(bool enabled) {
     setrlimit(RLIMIT_CORE, &rl);
 }
 
+/// Runs the service until its dispatcher ends. Out of memory at the start, it ends in order: a
+/// process that was aborted would leave its socket behind.
+void runService() {
+    AppConfigProvider::AppConfigServiceProvider* provider = nullptr;
+    try {
+        provider = AppConfigProvider::AppConfigServiceProvider::getInstance();
+        provider->initialize();
+        provider->runProvider();
+    } catch (const std::exception& exception) {
+        logcrit("appconfig", "cannot run: %s\n", exception.what());
+        delete provider;  // ends the dispatcher
+    }
+}
+
 int main(int argc, char** argv) {
     fillStandardDescriptors();
     int coredump;
@@ -50,9 +66,6 @@ int main(int argc, char** argv) {
     setCore(coredump != 0);
     logmsg_init(0, "AppConfig");
     MSG_DebugSetName("AppConfig");
-    AppConfigProvider::AppConfigServiceProvider* provider =
-        AppConfigProvider::AppConfigServiceProvider::getInstance();
-    provider->initialize();
-    provider->runProvider();
+    runService();
     return 0;
 }

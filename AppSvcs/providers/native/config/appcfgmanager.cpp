@@ -9,17 +9,38 @@
 #include "cfghandler.h"
 #include "configstore.h"
 #include "dispatcher.h"
+#include "exceptions.h"
+
+namespace {
+
+/// Runs an operation of the contract, out of which nothing may be thrown.
+/// @return what it returns; for an exception, which is logged, kOutOfMemory or kFuncReturnedError
+template <typename Operation>
+eErrorT guarded(const char* name, Operation operation) noexcept {
+    try {
+        return operation();
+    } catch (...) {
+        return PbUtility::logException("cfgCommon", name, kFuncReturnedError);
+    }
+}
+
+}  // namespace
 
 namespace AppConfig {
 
-/// Ends the process, in order, where another one works on this state: that is known before the
-/// dispatcher starts, which would take the endpoint from whoever has the state.
+/// The callers rely on a store, so that without one there is nothing to go on with: the process
+/// exits, in order and before its dispatcher starts. So it does where another one works on the
+/// state, whose endpoint the dispatcher might take.
 AppCfgManager* AppCfgManager::getInstance() {
-    ConfigStore& store = ConfigStore::process();
-    if (store.database().isHeldByAnother()) {
+    ConfigStore* store = nullptr;
+    const eErrorT result = guarded("make the store", [&store] {
+        store = &ConfigStore::process();
+        return store->database().isHeldByAnother() ? kAlreadyInUse : kNoError;
+    });
+    if (result != kNoError) {
         std::exit(EXIT_SUCCESS);
     }
-    return &store.manager();
+    return &store->manager();
 }
 
 eErrorT AppCfgManager::setSecurityRole(AppConfig::SecurityRole role) {
@@ -28,17 +49,26 @@ eErrorT AppCfgManager::setSecurityRole(AppConfig::SecurityRole role) {
 }
 
 eErrorT AppCfgManager::setPbInterface(PbUtility::PbUtils* pbInterface) {
-    if (pbInterface == nullptr) {
+    PbUtility::PbUtilsImpl* const dispatcher =
+        pbInterface == nullptr ? nullptr : PbUtility::PbUtilsImpl::of(*pbInterface);
+    if (dispatcher == nullptr) {
         return kBadParameter;
     }
-    PbUtility::PbUtilsImpl::of(*pbInterface).setRequestHandler(m_impl->requests());
+    dispatcher->setRequestHandler(m_impl->requests());
     return kNoError;
 }
 
 std::string AppCfgManager::getConfigVar(const std::string& node, int nodeInstance,
                                         const std::string& var, int varInstance) {
-    const Cell* const cell = m_impl->find({node, nodeInstance, var, varInstance});
-    return cell == nullptr ? "" : cell->sValue;
+    std::string sValue;
+    (void)guarded("read a value", [&] {
+        const Cell* const cell = m_impl->find({node, nodeInstance, var, varInstance});
+        if (cell != nullptr) {
+            sValue = cell->sValue;
+        }
+        return kNoError;
+    });
+    return sValue;
 }
 
 bool AppCfgManager::getConfigVarBool(const std::string& node, int nodeInstance,
@@ -57,57 +87,79 @@ int AppCfgManager::getConfigVarInt(const std::string& node, int nodeInstance,
 eErrorT AppCfgManager::setConfigVar(const std::string& node, int nodeInstance,
                                     const std::string& var, int varInstance,
                                     const std::string& value, ConfigResult* result) {
-    return m_impl->write({node, nodeInstance, var, varInstance}, value, result);
+    return guarded("set a value", [&] {
+        return m_impl->write({node, nodeInstance, var, varInstance}, value, result);
+    });
 }
 
 eErrorT AppCfgManager::setConfigVar(const std::string& node, int nodeInstance,
                                     const std::string& var, int varInstance, const char* value,
                                     ConfigResult* result) {
-    return m_impl->write({node, nodeInstance, var, varInstance}, value, result);
+    return guarded("set a value", [&] {
+        return m_impl->write({node, nodeInstance, var, varInstance}, value, result);
+    });
 }
 
 eErrorT AppCfgManager::getConfigDefaultOptions(const std::string& node, int nodeInstance,
                                                const std::string& var, int varInstance,
                                                std::vector<std::string>& options) {
-    const Cell* const cell = m_impl->find({node, nodeInstance, var, varInstance});
-    if (cell == nullptr) {
-        return kItemNotFound;
-    }
-    options.assign(cell->row->option().begin(), cell->row->option().end());
-    return kNoError;
+    return guarded("read options", [&] {
+        const Cell* const cell = m_impl->find({node, nodeInstance, var, varInstance});
+        if (cell == nullptr) {
+            return kItemNotFound;
+        }
+        options.assign(cell->row->option().begin(), cell->row->option().end());
+        return kNoError;
+    });
 }
 
 eErrorT AppCfgManager::setConfigOptions(const std::string& node, int nodeInstance,
                                         const std::string& var, int varInstance,
                                         const std::vector<std::string>& options) {
-    return m_impl->offer({node, nodeInstance, var, varInstance}, options);
+    return guarded("offer options", [&] {
+        return m_impl->offer({node, nodeInstance, var, varInstance}, options);
+    });
 }
 
 eErrorT AppCfgManager::setAccessLevels(const std::list<ConfigVar>& vars,
                                        const AppConfig::SecurityRole* roleRead,
                                        const AppConfig::SecurityRole* roleWrite,
                                        std::list<std::pair<ConfigVar, eErrorT>>& errors) {
-    eErrorT result = kNoError;
-    for (ConfigVar var : vars) {  // a copy: the readers are not const
-        const eErrorT code = m_impl->grant(
-            {var.getNodeName(), var.getNodeInstance(), var.getVarName(), var.getVarInstance()},
-            roleRead, roleWrite);
-        if (code != kNoError) {
-            errors.emplace_back(var, code);
-            result = code;
+    return guarded("set access levels", [&] {
+        eErrorT result = kNoError;
+        for (ConfigVar var : vars) {  // a copy: the readers are not const
+            const eErrorT code = m_impl->grant(
+                {var.getNodeName(), var.getNodeInstance(), var.getVarName(), var.getVarInstance()},
+                roleRead, roleWrite);
+            if (code != kNoError) {
+                errors.emplace_back(var, code);
+                result = code;
+            }
         }
-    }
-    return result;
+        return result;
+    });
 }
 
 }  // namespace AppConfig
 
+namespace {
+
+template <typename Handler>
+eErrorT addHandler(const std::string& sNode, const std::string& sVariable, Handler* handler,
+                   AppConfig::AppCfgManager* manager) {
+    return guarded("register a handler", [&] {
+        return AppConfig::ConfigStore::of(manager).add(sNode, sVariable, handler);
+    });
+}
+
+}  // namespace
+
 eErrorT registerHandler(std::string nodeName, std::string varName, ProviderConfigHandler* handler,
                         AppConfig::AppCfgManager* manager) {
-    return AppConfig::ConfigStore::of(manager).add(nodeName, varName, handler);
+    return addHandler(nodeName, varName, handler, manager);
 }
 
 eErrorT registerHandler(std::string nodeName, std::string varName, ConsumerConfigHandler* handler,
                         AppConfig::AppCfgManager* manager) {
-    return AppConfig::ConfigStore::of(manager).add(nodeName, varName, handler);
+    return addHandler(nodeName, varName, handler, manager);
 }

@@ -1,18 +1,32 @@
 #include "pbUtils.h"
 
 #include "dispatcher.h"
+#include "exceptions.h"
 
 namespace PbUtility {
 
-PbUtils::PbUtils(const std::string& endpointName, int /*nParam*/)
-    : m_impl(new PbUtilsImpl(endpointName)) {}
+PbUtils::PbUtils(const std::string& endpointName, int /*nParam*/) : m_impl(nullptr) {
+    try {
+        m_impl = new PbUtilsImpl(endpointName);
+    } catch (...) {  // no memory, or no descriptor for the event loop
+        (void)logException("pbUtility", "make the dispatcher", kSystemCallFailed);
+    }
+}
 
 PbUtils::~PbUtils() { delete m_impl; }
 
-eErrorT PbUtils::start() { return m_impl->start(); }
+eErrorT PbUtils::start() { return m_impl == nullptr ? kNotInitialized : m_impl->start(); }
 
-void PbUtils::readyToDispatchMessages(bool bReady) { m_impl->setReady(bReady); }
+void PbUtils::readyToDispatchMessages(bool bReady) {
+    if (m_impl != nullptr) {
+        m_impl->setReady(bReady);
+    }
+}
 
-void PbUtils::join() const { m_impl->join(); }
+void PbUtils::join() const {
+    if (m_impl != nullptr) {
+        m_impl->join();
+    }
+}
 
 }  // namespace PbUtility

@@ -14,7 +14,8 @@ class PbUtilsImpl;
 ///
 /// Life: constructed, `start` (clients may connect, their requests wait), `readyToDispatchMessages`
 /// (requests are delivered), `join` until the dispatcher ends. All operations are called on the
-/// thread that constructed the object.
+/// thread that constructed the object. None throws: a dispatcher that could not be made, for lack
+/// of memory or descriptors, does not start.
 class PbUtils {
 public:
     /// @param endpointName  name of the endpoint, under which clients find it
@@ -28,7 +29,8 @@ public:
 
     /// Opens the endpoint. A failure has been logged when this returns.
     /// @return kNoError; kAlreadyInUse (another process holds the endpoint); kBadPath (no usable
-    ///         runtime directory); kSystemCallFailed
+    ///         runtime directory); kNotInitialized (it could not be made); kOutOfMemory;
+    ///         kSystemCallFailed
     eErrorT start();
 
     /// With true, delivery of requests begins; with false, requests wait from now on.

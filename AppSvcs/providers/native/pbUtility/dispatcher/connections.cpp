@@ -47,6 +47,9 @@ void Connections::remove(const std::shared_ptr<Session>& session) {
 }
 
 void Connections::clear() {
+    for (const std::shared_ptr<Session>& session : m_sessions) {
+        session->hangUp();  // what waits in the event loop keeps the object alive
+    }
     m_watching.clear();
     m_sessions.clear();
 }

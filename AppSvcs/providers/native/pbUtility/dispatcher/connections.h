@@ -23,6 +23,7 @@ public:
     [[nodiscard]] bool admits(const Peer& peer);
     void add(const std::shared_ptr<Session>& session) { m_sessions.insert(session); }
     void remove(const std::shared_ptr<Session>& session);
+    /// Closes them all.
     void clear();
     [[nodiscard]] bool empty() const { return m_sessions.empty(); }
 

@@ -9,10 +9,12 @@
 #include <cerrno>
 #include <chrono>
 #include <csignal>
+#include <cstring>
 #include <utility>
 
 #include "debugname.h"
 #include "directories.h"
+#include "exceptions.h"
 #include "frame.h"
 #include "logmsg.h"
 #include "names.h"
@@ -33,8 +35,7 @@ void refuse(pbcommon::Reply& reply, pbcommon::ErrorCode code, const char* tag) {
     reply.add_tag(tag);
 }
 
-/// Signals are for the main thread; and with SIGPIPE blocked, a log reader that goes away cannot
-/// end the service.
+/// Signals are for the main thread.
 class AllSignalsBlocked {
 public:
     AllSignalsBlocked() {
@@ -70,21 +71,26 @@ PbUtilsImpl::~PbUtilsImpl() {
     join();
 }
 
-PbUtilsImpl& PbUtilsImpl::of(PbUtils& pbUtils) { return *pbUtils.m_impl; }
+PbUtilsImpl* PbUtilsImpl::of(PbUtils& pbUtils) { return pbUtils.m_impl; }
 
 eErrorT PbUtilsImpl::start() {
-    const eErrorT claimed = m_endpoint.claim(pbcommon::runtimeDirectory(), m_sEndpointName);
-    if (claimed != kNoError) {
-        return claimed;
+    eErrorT result = kNoError;
+    try {
+        result = m_endpoint.claim(pbcommon::runtimeDirectory(), m_sEndpointName);
+        if (result == kNoError) {
+            result = listen();
+        }
+        if (result == kNoError) {
+            const AllSignalsBlocked inherited;
+            m_thread = std::thread([this] { run(); });
+        }
+    } catch (...) {  // a full process table, most likely
+        result = logException("pbUtility", "start the dispatcher", kSystemCallFailed);
     }
-    const eErrorT listening = listen();
-    if (listening != kNoError) {
+    if (result != kNoError) {
         m_endpoint.release();
-        return listening;
     }
-    const AllSignalsBlocked inherited;
-    m_thread = std::thread([this] { run(); });
-    return kNoError;
+    return result;
 }
 
 eErrorT PbUtilsImpl::listen() {
@@ -108,26 +114,40 @@ eErrorT PbUtilsImpl::listen() {
     return kNoError;
 }
 
+/// What leaves the event loop ends it: what it was about to do is lost, and with that the order in
+/// which requests are served.
 void PbUtilsImpl::run() {
-    accept();
-    m_io.run();
+    try {
+        accept();
+        m_io.run();
+    } catch (...) {
+        (void)logException("pbUtility", "go on serving", kServerError);
+    }
     m_waiting.clear();
     m_connections.clear();
     m_endpoint.release();
     loginfo("pbUtility", "dispatcher ended\n");
 }
 
+/// Lets the dispatcher's thread take a step. Where it cannot be told to, the dispatcher ends.
+template <typename Step>
+void PbUtilsImpl::inLoop(Step step) noexcept {
+    try {
+        asio::post(m_io, step);
+    } catch (...) {
+        (void)logException("pbUtility", "reach the dispatcher", kServerError);
+        m_io.stop();
+    }
+}
+
 void PbUtilsImpl::setReady(bool bReady) {
-    asio::post(m_io, [this, bReady] {
+    inLoop([this, bReady] {
         if (m_bStopping) {
             return;
         }
-        if (bReady && m_handler != nullptr) {
-            m_handler->dispatchingBegins();
-        }
-        m_bReady = bReady;
+        m_bReady = false;
         if (bReady) {
-            tellReady();
+            becomeReady();
         }
         if (m_turn == Turn::kAll) {
             resumeWaiting();  // else the commit does
@@ -135,8 +155,25 @@ void PbUtilsImpl::setReady(bool bReady) {
     });
 }
 
+/// The store has opened its files by then, so that what descriptors are left are for connections.
+/// Without one there is nobody to serve.
+void PbUtilsImpl::becomeReady() {
+    if (m_handler != nullptr) {
+        m_handler->dispatchingBegins();
+    }
+    const int spare = dup(m_acceptor.native_handle());
+    if (spare < 0) {
+        logcrit("pbUtility", "cannot accept connections: %s\n", strerror(errno));
+        stop();
+        return;
+    }
+    close(spare);
+    m_bReady = true;
+    tellReady();
+}
+
 void PbUtilsImpl::end() {
-    asio::post(m_io, [this] { stop(); });
+    inLoop([this] { stop(); });
 }
 
 void PbUtilsImpl::join() {
@@ -155,7 +192,11 @@ void PbUtilsImpl::accept() {
             return;
         }
         m_bAccepting = true;
-        welcome(std::move(socket));
+        try {
+            welcome(std::move(socket));
+        } catch (...) {
+            (void)logException("pbUtility", "serve a new connection", kServerError);
+        }
         accept();
     });
 }
@@ -186,7 +227,7 @@ void PbUtilsImpl::welcome(Session::Socket socket) {
     }
     const auto session = std::make_shared<Session>(*this, std::move(socket), peer);
     m_connections.add(session);
-    session->start();
+    session->guarded([&] { session->start(); });
 }
 
 /// Tells the client why, if the socket takes it at once.
@@ -209,7 +250,13 @@ Served PbUtilsImpl::serve(Session& session, std::string_view message) {
         served = Served::kNotYet;
     } else if (bRequest) {
         m_reply.Clear();
-        answer(session);
+        try {
+            answer(session);
+        } catch (...) {
+            const eErrorT code = logException("pbUtility", "serve a request", kServerError);
+            m_reply.Clear();
+            m_reply.set_code(static_cast<pbcommon::ErrorCode>(code));
+        }
         session.answer(m_reply, m_turn == Turn::kChanges);
     }
     if (message.size() > kKeptBytes) {
@@ -299,7 +346,7 @@ void PbUtilsImpl::commit() {
         (void)pbcommon::appendFrame(m_reply, sFailure);
     }
     for (const std::shared_ptr<Session>& session : m_waiting) {
-        session->releaseAnswers(sFailure);
+        session->guarded([&] { session->releaseAnswers(sFailure); });
     }
     m_turn = Turn::kOthers;
     resumeWaiting();
@@ -317,13 +364,15 @@ void PbUtilsImpl::resumeWaiting() {
 
 void PbUtilsImpl::publish(const std::function<bool(const Watcher&, pbcommon::Reply&)>& news) {
     m_connections.forEachWatcher([this, &news](Session& session) {
-        m_news.Clear();
-        m_sNewsFrame.clear();
-        if (news(*session.watcher(), m_news)) {
-            // what does not fit into a frame is missed, as what the client does not read
-            (void)pbcommon::appendFrame(m_news, m_sNewsFrame);
-            session.tell(m_sNewsFrame);
-        }
+        session.guarded([&] {
+            m_news.Clear();
+            m_sNewsFrame.clear();
+            if (news(*session.watcher(), m_news)) {
+                // what does not fit into a frame is missed, as what the client does not read
+                (void)pbcommon::appendFrame(m_news, m_sNewsFrame);
+                session.tell(m_sNewsFrame);
+            }
+        });
     });
 }
 

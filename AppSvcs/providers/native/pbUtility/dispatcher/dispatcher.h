@@ -48,13 +48,15 @@ public:
     PbUtilsImpl(const PbUtilsImpl&) = delete;
     PbUtilsImpl& operator=(const PbUtilsImpl&) = delete;
 
-    static PbUtilsImpl& of(PbUtils& pbUtils);
+    /// Null when it could not be made.
+    static PbUtilsImpl* of(PbUtils& pbUtils);
 
     /// @param handler  borrowed; outlives the dispatching. Set before setReady(true).
     void setRequestHandler(RequestHandler& handler) { m_handler = &handler; }
     /// How long a client may take over one frame. Before start().
     void setFrameTime(Session::Clock::duration frameTime) { m_frameTime = frameTime; }
     [[nodiscard]] eErrorT start();
+    /// Where this cannot be done, the dispatcher ends.
     void setReady(bool bReady);
     /// Ends it, after the last answers.
     void end();
@@ -83,6 +85,9 @@ private:
 
     [[nodiscard]] eErrorT listen();
     void run();
+    template <typename Step>
+    void inLoop(Step step) noexcept;
+    void becomeReady();
     void accept();
     void acceptLater(const asio::error_code& error);
     void welcome(Session::Socket socket);

@@ -44,7 +44,7 @@ void Session::start() {
 void Session::resume() {
     m_bAwaitingResume = false;
     if (m_socket.is_open()) {
-        serveFrames();
+        guarded([this] { serveFrames(); });
     }
 }
 
@@ -65,18 +65,22 @@ void Session::read() {
     const auto room = asio::buffer(m_input) + m_nEnd;
     m_socket.async_read_some(
         room, [self = shared_from_this()](const asio::error_code& error, std::size_t nBytes) {
-            self->m_bReading = false;
-            self->m_nEnd += nBytes;
-            if (!error) {
-                self->serveFrames();
-            } else if (error != asio::error::eof) {
-                self->close();
-            } else if (self->m_nEnd > self->m_nBegin) {
-                self->dropFor("it ended in the middle of a frame");
-            } else {
-                self->finish();
-            }
+            self->guarded([&] { self->received(error, nBytes); });
         });
+}
+
+void Session::received(const asio::error_code& error, std::size_t nBytes) {
+    m_bReading = false;
+    m_nEnd += nBytes;
+    if (!error) {
+        serveFrames();
+    } else if (error != asio::error::eof) {
+        close();
+    } else if (m_nEnd > m_nBegin) {
+        dropFor("it ended in the middle of a frame");
+    } else {
+        finish();
+    }
 }
 
 void Session::noteHalfFrame() {
@@ -225,7 +229,7 @@ void Session::writeRest(std::size_t nWritten) {
                           if (error) {
                               self->close();
                           } else {
-                              self->serveFrames();
+                              self->guarded([&] { self->serveFrames(); });
                           }
                       });
 }
@@ -268,9 +272,13 @@ void Session::dropFor(const std::string& sReason) {
     finish();
 }
 
-void Session::close() {
+void Session::hangUp() {
     asio::error_code ignored;
     m_socket.close(ignored);
+}
+
+void Session::close() {
+    hangUp();
     m_dispatcher.forget(shared_from_this());
 }
 

@@ -9,6 +9,7 @@
 #include <optional>
 #include <string>
 
+#include "exceptions.h"
 #include "peer.h"
 #include "requesthandler.h"
 
@@ -49,12 +50,25 @@ public:
     /// it has missed when it reads again; so does one for which the frame is empty.
     void tell(const std::string& sFrame);
 
+    /// Runs work on this connection; what it throws ends the connection, and nobody else's.
+    template <typename Work>
+    void guarded(Work work) noexcept {
+        try {
+            work();
+        } catch (...) {
+            (void)logException("pbUtility", "go on with a connection", kServerError);
+            close();
+        }
+    }
+
     /// When the frame began whose rest is being waited for; nothing when there is none.
     [[nodiscard]] std::optional<Clock::time_point> frameBegan() const { return m_frameBegan; }
     /// Closes the connection as finish() does, and logs the reason.
     void dropFor(const std::string& sReason);
     /// Closes the connection once the answers given so far are written.
     void finish();
+    /// Closes the connection at once, when the event loop that would do it has ended.
+    void hangUp();
 
 private:
     enum class Next {
@@ -65,6 +79,7 @@ private:
     };
 
     void read();
+    void received(const asio::error_code& error, std::size_t nBytes);
     void noteHalfFrame();
     void serveFrames();
     [[nodiscard]] bool flush();
