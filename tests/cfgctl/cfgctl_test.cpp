@@ -182,6 +182,13 @@ TEST(Listing, FitsTheTerminalColumnByColumnWithoutControlCharacters) {
         HasSubstr("a.room        Cafe\u0301 😀議室\\x0a  text up to 255 bytes   user/admin\n"));
 }
 
+TEST(Json, ShowsNothingThatDeceives) {
+    const auto reply =
+        parsed<pbcommon::Reply>("tag: '\u2066\u061C\U000E0002\\\\ \u00E4\u200D\U0001F600'");
+    EXPECT_THAT(jsonText(reply),
+                HasSubstr("\"\\u2066\\u061c\\udb40\\udc02\\\\ \u00E4\\u200d\U0001F600\""));
+}
+
 /// Times are told in the process's time zone.
 const int gTimeZoneIsSet = (setenv("TZ", "UTC", 1), tzset(), 0);
 const std::string kHead =

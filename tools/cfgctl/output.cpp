@@ -339,7 +339,7 @@ std::string jsonText(const pbcommon::Reply& reply, bool bOneLine) {
     std::string text;
     // cannot fail: the message holds nothing that JSON does not know
     (void)google::protobuf::util::MessageToJsonString(reply, &text, options);
-    return text + (bOneLine ? "\n" : "");
+    return shownJson(text) + (bOneLine ? "\n" : "");
 }
 
 }  // namespace cfgctl

@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <cctype>
 #include <clocale>
+#include <cstdio>
 #include <cwchar>
 #include <limits>
 #include <numeric>
@@ -16,8 +17,9 @@ namespace cfgctl {
 
 namespace {
 
-/// Size of one character, in bytes of UTF-8 and in columns.
+/// One character, its size in bytes of UTF-8 and in columns.
 struct CharacterT {
+    char32_t codePoint;
     std::size_t nBytes;
     std::size_t nColumns;
 };
@@ -30,9 +32,16 @@ CharacterT firstCharacter(std::string_view text) {
     std::mbstate_t state{};
     const std::size_t nBytes = std::mbrtowc(&character, text.data(), text.size(), &state);
     if (locale == nullptr || nBytes == 0 || nBytes > text.size()) {
-        return {1, 1};  // no character that can be told: printable() has left none in a value
+        return {0, 1, 1};  // no character that can be told: printable() has left none in a value
     }
-    return {nBytes, static_cast<std::size_t>(std::max(wcwidth(character), 0))};
+    return {static_cast<char32_t>(character), nBytes,
+            static_cast<std::size_t>(std::max(wcwidth(character), 0))};
+}
+
+void appendJsonEscape(std::string& out, char32_t unit) {
+    std::array<char, 8> text{};
+    (void)std::snprintf(text.data(), text.size(), "\\u%04x", static_cast<unsigned>(unit));
+    out += text.data();
 }
 
 /// Columns first to last may be narrowed to nLeast; rows are applied in order.
@@ -72,6 +81,24 @@ std::size_t editDistance(std::string_view a, std::string_view b) {
 
 std::string shown(std::string_view text) {
     return pbcommon::printable(text, std::numeric_limits<std::size_t>::max());
+}
+
+std::string shownJson(std::string_view json) {
+    std::string out;
+    while (!json.empty()) {
+        const CharacterT character = firstCharacter(json);
+        const std::string_view bytes = json.substr(0, character.nBytes);
+        if (bytes.size() == 1 || shown(bytes) == bytes) {
+            out += bytes;
+        } else if (character.codePoint <= 0xffff) {
+            appendJsonEscape(out, character.codePoint);
+        } else {
+            appendJsonEscape(out, 0xd7c0 + (character.codePoint >> 10));
+            appendJsonEscape(out, 0xdc00 + (character.codePoint & 0x3ff));
+        }
+        json.remove_prefix(bytes.size());
+    }
+    return out;
 }
 
 std::size_t displayWidth(std::string_view text) {

@@ -12,6 +12,9 @@ namespace cfgctl {
 /// `text` as it may be shown, nothing cut off.
 [[nodiscard]] std::string shown(std::string_view text);
 
+/// JSON as it may be shown: what shown() would escape beyond ASCII is written in JSON's own way.
+[[nodiscard]] std::string shownJson(std::string_view json);
+
 /// Columns that `text` takes on a terminal: none for a combining character, two for a wide one.
 /// Needs no locale. @param text  as shown() returns it
 [[nodiscard]] std::size_t displayWidth(std::string_view text);
