@@ -392,10 +392,10 @@ constexpr CommandT commandTable[] = {
      "Example: cfgctl get management.snmp.traptarget.targetport[1]", runGet, &kRevealOption},
     {"set",      "NAME=VALUE", OperandCount::kAny, "Assignments, made in this order",
      "Change values, all of them or none",
-     "NAME=- takes the value from standard input, without one line feed at its end; a single\n"
-     "NAME asks for it in a terminal, and shows nothing of a secret. Both keep a value out of\n"
-     "process lists and histories; neither is ever empty, as NAME= is. A value \"-\":\n"
-     "printf %s - | cfgctl set NAME=-\n"
+     "NAME=- takes the value from standard input, without one line feed at its end; a\n"
+     "single NAME asks for it in a terminal, and shows nothing of a secret. Both keep a\n"
+     "value out of process lists and histories; neither is ever empty, as NAME= is.\n"
+     "A value that is literally \"-\": printf %s - | cfgctl set NAME=-\n"
      "What else became different is listed below the assignments: variable, aspect,\n"
      "before → after, and what made it so.\n"
      "Example: cfgctl set management.snmp.enabled=true management.snmp.listeningport=161", runSet,
@@ -405,9 +405,10 @@ constexpr CommandT commandTable[] = {
      "List variables, what they offer and who may change them",
      "Example: cfgctl list 'management.snmp.*'", runList},
     {"options",  "NAME",       OperandCount::kOne, "Variable with options",
-     "Print what would be accepted now, then what would not, and why",
-     "Each option is rehearsed in the role that asks; nothing is changed. With --json, offered\n"
-     "holds what would be accepted.\n"
+     "Print what would be accepted now, then the rest",
+     "Each option is rehearsed in the role that asks, and nothing is changed. What would\n"
+     "not be accepted is followed by the refusal. With --json, offered holds what would\n"
+     "be accepted.\n"
      "Example: cfgctl options management.snmp.traptarget.protocolversion[1]", runOptions},
     {"describe", "NAME",       OperandCount::kOne, "Variable to describe",
      "Print all about one variable",
@@ -437,8 +438,8 @@ constexpr CommandT commandTable[] = {
      "Example: cfgctl ping", runPing},
     {"shutdown", nullptr,      OperandCount::kNone, nullptr,
      "End the service",
-     "Requires role system, and acts in it unless --role says otherwise. In a terminal it asks\n"
-     "first.\n"
+     "Requires role system, and acts in it unless --role says otherwise. In a terminal\n"
+     "it asks first.\n"
      "Example: cfgctl shutdown", runShutdown, &kYesOption},
     {"completion", "SHELL",    OperandCount::kOne, "bash",
      "Print the script that lets a shell complete this program's words",
