@@ -346,18 +346,6 @@ pbcommon::Reply answerOf(const pbcommon::Request& request) {
     return reply;
 }
 
-TEST(Choices, AreThoseThatARehearsalAcceptsThenTheOthersWithTheRefusal) {
-    const auto linesOf = [](const char* variable) {
-        const auto request =
-            parsed<pbcommon::Request>("describe { address { " + std::string(variable) + " } }");
-        return choiceLines(choicesOf(answerOf, answerOf(request).variable(0)));
-    };
-    const std::string sRefused = "  (not accepted now: kBadParameter (-3) ERR_NOT_OFFERED)\n";
-    EXPECT_EQ(linesOf("node: 'a' variable: 'mode'"), "v2c\nv1" + sRefused + "v3" + sRefused);
-    EXPECT_EQ(linesOf("node: 'a' variable: 'on'"), "true\nfalse" + sRefused);
-    EXPECT_EQ(linesOf("node: 'a' variable: 'port'"), "");
-}
-
 TEST(Completion, OffersWhatTheLastWordMayBecome) {
     // clang-format off
     const std::pair<OperandsT, std::vector<std::string>> cases[] = {
@@ -379,6 +367,11 @@ TEST(Completion, OffersWhatTheLastWordMayBecome) {
     for (const auto& [words, offered] : cases) EXPECT_EQ(candidates(words, answerOf), offered);
     const OptionsT options = typedOptions({"--role", "user", "--socket", "s", "set", "--role"});
     EXPECT_TRUE(options.role == pbcommon::kUser && options.sSocket == "s");
+    pbcommon::Request list;
+    list.mutable_list()->set_pattern("a.m*");
+    const std::string sRefused = "  (not accepted now: kBadParameter (-3) ERR_NOT_OFFERED)\n";
+    EXPECT_EQ(choiceLines(choicesOf(answerOf, answerOf(list).variable(0))),
+              "v2c\nv1" + sRefused + "v3" + sRefused);
 }
 
 }  // namespace
