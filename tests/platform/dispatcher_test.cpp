@@ -238,4 +238,37 @@ TEST_F(Dispatcher, AnswersForWhatARequestThrowsAndEndsInOrderOverWhatACommitThro
     EXPECT_FALSE(std::filesystem::exists(socketPath()));
 }
 
+TEST_F(Dispatcher, ListensAnewWhereItsPlaceIsRemovedAndGoesOnWhereItCannot) {
+    start();
+    const std::string sRun = m_directory.path("run"), sLock = socketPath() + ".lock";
+    const auto isLogged = [this](const char* text, std::size_t nTimes) {
+        for (int i = 0; i < 5000 && m_log.count(text) < nTimes; ++i) {
+            std::this_thread::sleep_for(std::chrono::milliseconds(2));
+        }
+        return m_log.count(text) == nTimes;
+    };
+    const RawClient before(socketPath());
+    const std::function<void()> removals[] = {
+        [&] { std::filesystem::remove(socketPath()); },
+        [&] { std::filesystem::remove(sLock); },
+        [&] { std::filesystem::remove_all(sRun); },
+        [&] { std::filesystem::rename(sRun, sRun + "-moved"); },
+        [&] { std::filesystem::rename(m_directory.file("run/other"), socketPath()); },
+    };
+    std::size_t nTimes = 1;
+    for (const auto& remove : removals) {
+        remove();
+        if (&remove == std::end(removals) - 1) break;
+        EXPECT_TRUE(isLogged("listening on ", ++nTimes)) << nTimes;
+        EXPECT_TRUE(serves());
+        EXPECT_EQ(answer(before, RawClient::ping()), "0");
+    }
+    EXPECT_TRUE(isLogged("exists and is not a socket", 1)) << "what took its name is not removed";
+    EXPECT_EQ(answer(before, RawClient::ping()), "0");
+    dispatcher().end();
+    m_pbUtils.join();
+    EXPECT_TRUE(std::filesystem::is_regular_file(socketPath()));
+    EXPECT_EQ(m_log.count("listening anew"), std::size(removals));
+}
+
 }  // namespace

@@ -65,6 +65,13 @@ eErrorT FileLock::tryToTake(const std::string& path, pid_t& holder) {
     return bHeld ? kAlreadyInUse : kSystemCallFailed;
 }
 
+bool FileLock::isOn(const std::string& path) const {
+    struct stat locked {};
+    struct stat named {};
+    return fstat(m_fd, &locked) == 0 && lstat(path.c_str(), &named) == 0 &&
+           locked.st_dev == named.st_dev && locked.st_ino == named.st_ino;
+}
+
 void FileLock::release() {
     if (held()) {
         close(m_fd);

@@ -31,6 +31,8 @@ public:
     [[nodiscard]] eErrorT take(const std::string& path, pid_t& holder);
 
     [[nodiscard]] bool held() const { return m_fd >= 0; }
+    /// Whether the file that is locked has this name; false when none is.
+    [[nodiscard]] bool isOn(const std::string& path) const;
 
     /// Does nothing unless held.
     void release();

@@ -64,7 +64,8 @@ PbUtilsImpl::PbUtilsImpl(std::string sEndpointName)
       m_io(1),
       m_acceptor(m_io),
       m_timer(m_io),
-      m_frameTimer(m_io) {}
+      m_frameTimer(m_io),
+      m_watch(m_io, [this] { keepPlace(); }) {}
 
 PbUtilsImpl::~PbUtilsImpl() {
     end();
@@ -76,10 +77,8 @@ PbUtilsImpl* PbUtilsImpl::of(PbUtils& pbUtils) { return pbUtils.m_impl; }
 eErrorT PbUtilsImpl::start() {
     eErrorT result = kNoError;
     try {
-        result = m_endpoint.claim(pbcommon::runtimeDirectory(), m_sEndpointName);
-        if (result == kNoError) {
-            result = listen();
-        }
+        m_sDirectory = pbcommon::runtimeDirectory();
+        result = listen();
         if (result == kNoError) {
             const AllSignalsBlocked inherited;
             m_thread = std::thread([this] { run(); });
@@ -93,12 +92,25 @@ eErrorT PbUtilsImpl::start() {
     return result;
 }
 
+/// Claims the endpoint and listens there. A failure has been logged; what was claimed is for
+/// release().
 eErrorT PbUtilsImpl::listen() {
+    const eErrorT claimed = m_endpoint.claim(m_sDirectory, m_sEndpointName);
+    if (claimed != kNoError) {
+        return claimed;
+    }
+    if (m_watch.start(m_sDirectory) != kNoError) {
+        logwarn("pbUtility", "cannot watch %s: %s; a removed socket will not be replaced\n",
+                m_sDirectory.c_str(), strerror(errno));
+    }
     const std::string& sPath = m_endpoint.path();
     asio::error_code error;
     m_acceptor.open(asio::local::stream_protocol(), error);
     if (!error) {
         m_acceptor.bind(sPath, error);
+    }
+    if (!error) {
+        m_endpoint.noteSocket();
     }
     if (!error && chmod(sPath.c_str(), kSocketMode) != 0) {
         error.assign(errno, asio::system_category());
@@ -112,6 +124,30 @@ eErrorT PbUtilsImpl::listen() {
     }
     loginfo("pbUtility", "listening on %s\n", sPath.c_str());
     return kNoError;
+}
+
+/// Where the socket, its lock or their directory has been removed, nobody could reach the service
+/// any more: it listens anew. Connections that there are go on. Tried once: where it fails, they
+/// are all that is served.
+void PbUtilsImpl::keepPlace() {
+    if (m_endpoint.isInPlace()) {
+        return;
+    }
+    logwarn("pbUtility", "%s or its lock was removed; listening anew\n", m_endpoint.path().c_str());
+    asio::error_code ignored;
+    m_acceptor.close(ignored);
+    m_timer.cancel();
+    m_endpoint.release();
+    const eErrorT result = listen();
+    if (result == kNoError) {
+        accept();
+        return;
+    }
+    m_watch.stop();
+    m_endpoint.release();
+    if (result == kAlreadyInUse) {
+        stop();  // that process serves here
+    }
 }
 
 /// What leaves the event loop ends it: what it was about to do is lost, and with that the order in
@@ -184,7 +220,7 @@ void PbUtilsImpl::join() {
 
 void PbUtilsImpl::accept() {
     m_acceptor.async_accept([this](const asio::error_code& error, Session::Socket socket) {
-        if (m_bStopping) {
+        if (m_bStopping || error == asio::error::operation_aborted) {
             return;
         }
         if (error) {
@@ -390,6 +426,7 @@ void PbUtilsImpl::stop() {
     m_bReady = false;
     asio::error_code ignored;
     m_acceptor.close(ignored);
+    m_watch.stop();
     m_frameTimer.cancel();
     m_timer.expires_after(kLastAnswers);
     m_timer.async_wait([this](const asio::error_code& cancelled) {

@@ -13,6 +13,7 @@
 #include "ErrTypes.h"
 #include "clientlimits.h"
 #include "connections.h"
+#include "directorywatch.h"
 #include "endpoint.h"
 #include "messages.pb.h"
 #include "peer.h"
@@ -84,6 +85,7 @@ private:
     };
 
     [[nodiscard]] eErrorT listen();
+    void keepPlace();
     void run();
     template <typename Step>
     void inLoop(Step step) noexcept;
@@ -112,7 +114,9 @@ private:
     asio::steady_timer m_timer;  ///< until accepting is tried again; then, until the end is forced
     asio::steady_timer m_frameTimer;  ///< runs only while some frame is unfinished
     Session::Clock::duration m_frameTime = pbcommon::kFrameTime;
+    std::string m_sDirectory;  ///< of the endpoint
     Endpoint m_endpoint;
+    DirectoryWatch m_watch;  ///< of the endpoint's directory
     PeerReader m_peerReader;
     RequestHandler* m_handler = nullptr;
     Connections m_connections;

@@ -16,6 +16,8 @@ namespace {
 
 constexpr mode_t kDirectoryMode = 0755;
 
+std::string lockPath(const std::string& sSocketPath) { return sSocketPath + ".lock"; }
+
 }  // namespace
 
 Endpoint::~Endpoint() { release(); }
@@ -38,7 +40,7 @@ eErrorT Endpoint::claim(const std::string& sDirectory, const std::string& sName)
                 strerror(errno));
         return kBadPath;
     }
-    const eErrorT result = lock(sDirectory, m_sSocketPath + ".lock");
+    const eErrorT result = lock(sDirectory, lockPath(m_sSocketPath));
     return result == kNoError ? removeStaleSocket() : result;
 }
 
@@ -68,11 +70,27 @@ eErrorT Endpoint::removeStaleSocket() {
     return kBadPath;
 }
 
-void Endpoint::release() {
-    if (m_lock.held()) {
-        unlink(m_sSocketPath.c_str());
-        m_lock.release();
+void Endpoint::noteSocket() {
+    struct stat status {};
+    if (lstat(m_sSocketPath.c_str(), &status) == 0) {
+        m_socket = {status.st_dev, status.st_ino};
     }
+}
+
+bool Endpoint::hasOwnSocket() const {
+    struct stat status {};
+    return m_socket && lstat(m_sSocketPath.c_str(), &status) == 0 &&
+           m_socket == std::pair(status.st_dev, status.st_ino);
+}
+
+bool Endpoint::isInPlace() const { return hasOwnSocket() && m_lock.isOn(lockPath(m_sSocketPath)); }
+
+void Endpoint::release() {
+    if (hasOwnSocket()) {
+        unlink(m_sSocketPath.c_str());
+    }
+    m_socket.reset();
+    m_lock.release();
 }
 
 }  // namespace PbUtility

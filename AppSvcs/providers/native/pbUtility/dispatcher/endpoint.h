@@ -1,7 +1,11 @@
 #ifndef PBUTILITY_DISPATCHER_ENDPOINT_H
 #define PBUTILITY_DISPATCHER_ENDPOINT_H
 
+#include <sys/types.h>
+
+#include <optional>
 #include <string>
+#include <utility>
 
 #include "ErrTypes.h"
 #include "filelock.h"
@@ -20,24 +24,32 @@ public:
     Endpoint(const Endpoint&) = delete;
     Endpoint& operator=(const Endpoint&) = delete;
 
-    /// Makes the directory if need be (0755; one that exists keeps its mode), takes the lock and clears away a socket that a killed owner
-    /// left. Changes nothing when another process holds the lock. A failure has been logged, once,
-    /// when this returns.
+    /// Makes the directory if need be (0755; one that exists keeps its mode), takes the lock and
+    /// clears away a socket that a killed owner left. Changes nothing when another process holds
+    /// the lock. A failure has been logged, once, when this returns.
     /// @return kNoError; kAlreadyInUse; kBadPath (directory missing, not usable, or its path too
     ///         long for a socket); kSystemCallFailed
     [[nodiscard]] eErrorT claim(const std::string& sDirectory, const std::string& sName);
 
     /// Path to bind to; valid after claim().
     [[nodiscard]] const std::string& path() const { return m_sSocketPath; }
+    /// To be called once the socket is there: it is the one that release() removes.
+    void noteSocket();
+    /// Whether lock and socket are still where clients and other processes look for them.
+    [[nodiscard]] bool isInPlace() const;
 
-    /// Removes the socket and gives the place up. Does nothing unless claimed.
+    /// Removes the socket, unless another has its name, and gives the place up. Does nothing unless
+    /// claimed.
     void release();
 
 private:
     [[nodiscard]] eErrorT lock(const std::string& sDirectory, const std::string& sLockPath);
     [[nodiscard]] eErrorT removeStaleSocket();
 
+    [[nodiscard]] bool hasOwnSocket() const;
+
     std::string m_sSocketPath;
+    std::optional<std::pair<dev_t, ino_t>> m_socket;  ///< once it is bound
     pbcommon::FileLock m_lock;
 };
 
