@@ -253,22 +253,21 @@ TEST_F(Dispatcher, ListensAnewWhereItsPlaceIsRemovedAndGoesOnWhereItCannot) {
         [&] { std::filesystem::remove(sLock); },
         [&] { std::filesystem::remove_all(sRun); },
         [&] { std::filesystem::rename(sRun, sRun + "-moved"); },
-        [&] { std::filesystem::rename(m_directory.file("run/other"), socketPath()); },
     };
     std::size_t nTimes = 1;
     for (const auto& remove : removals) {
         remove();
-        if (&remove == std::end(removals) - 1) break;
         EXPECT_TRUE(isLogged("listening on ", ++nTimes)) << nTimes;
         EXPECT_TRUE(serves());
         EXPECT_EQ(answer(before, RawClient::ping()), "0");
     }
+    std::filesystem::rename(m_directory.file("run/other"), socketPath());
     EXPECT_TRUE(isLogged("exists and is not a socket", 1)) << "what took its name is not removed";
     EXPECT_EQ(answer(before, RawClient::ping()), "0");
     dispatcher().end();
     m_pbUtils.join();
     EXPECT_TRUE(std::filesystem::is_regular_file(socketPath()));
-    EXPECT_EQ(m_log.count("listening anew"), std::size(removals));
+    EXPECT_EQ(m_log.count("listening anew"), nTimes);
 }
 
 }  // namespace
