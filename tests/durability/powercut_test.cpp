@@ -321,13 +321,17 @@ struct RecoveryCaseT {
 // clang-format off
 const RecoveryCaseT recoveryCases[] = {
     {"Killed",     "",                                                                      "|swordfish|", {}},
+    {"Large",      "sqlite3 appconfig.db 'WITH n(i) AS (SELECT 1 UNION ALL SELECT i+1 FROM n WHERE i < 20) "
+                   "INSERT INTO setting SELECT i, 1, hex(zeroblob(1900)), 1 FROM n'",       "|swordfish|", {}},
     {"FirstStart", "rm appconfig.db*",                                                      nullptr, {}},
     {"Damaged",    "truncate -s 4096 appconfig.db", nullptr, {"", "-wal"}},
     {"Renamed",    "fold; sed -i 's/CREATE TABLE setting/CREATE TABLE setTing/' appconfig.db", nullptr, {""}},
     {"Foreign",    "rm appconfig.db*; sqlite3 appconfig.db 'CREATE TABLE t (x)'; echo x > appconfig.db-wal", nullptr, {"", "-wal"}},
+    {"Newer",      "sqlite3 appconfig.db '.dbconfig no_ckpt_on_close on' 'PRAGMA user_version = 3'", nullptr, {"", "-wal"}},
     {"Orphans",    "rm appconfig.db; echo x > appconfig.db-journal",                        nullptr, {"-wal", "-journal"}},
     {"NoLog",      "fold; head -c 9000 /dev/urandom > appconfig.db-wal",                    "|swordfish|", {"-wal"}},
     {"OtherLog",   "fold; printf x | dd of=log bs=1 seek=40 conv=notrunc; mv log appconfig.db-wal", "|swordfish|", {"-wal"}},
+    {"BadPage",    "fold; printf x | dd of=log bs=1 seek=99 conv=notrunc; mv log appconfig.db-wal", "|swordfish|", {"-wal"}},
     {"NoJournal",  "echo x > appconfig.db-journal",                                         "|swordfish|", {"-journal"}},
     {"Version1",   "rm appconfig.db*; sqlite3 appconfig.db < ../version1.sql",              "n.count|value|007|1|", {}},
 };
@@ -432,6 +436,7 @@ TEST_P(Recovery, TakesNoFailingReadForDamage) {
             (void)take(script[0]);
             ASSERT_TRUE(m_disk.hasStruck());
             const bool bRefused = refusals() > nRefusals;
+            EXPECT_TRUE(bRefused || isInMemory(m_contents[1])) << sWhen;
             EXPECT_LE(movedAside(m_sState), GetParam().aside.size()) << sWhen;
             EXPECT_EQ(take({{{kSnmp + "admin=" + sWhen}}, 1}), bRefused ? kWriteError : kNoError)
                 << sWhen;

@@ -97,6 +97,16 @@ std::string escaped(const std::string& sPath) {
     return sUri;
 }
 
+/// What a path leads to. Not by stat(): that asks for the file's times, too, and a file whose times
+/// somebody has looked at has them written to the disk with the next change, not once in a while.
+DatabaseFile::IdentityT identityOf(const std::string& sPath) {
+    struct statx found {};
+    if (statx(AT_FDCWD, sPath.c_str(), 0, STATX_INO, &found) != 0) {
+        return {};
+    }
+    return {{found.stx_dev_major, found.stx_dev_minor, found.stx_ino}};
+}
+
 }  // namespace
 
 DatabaseFile::DatabaseFile() : m_sPath(":memory:") {
@@ -120,11 +130,7 @@ DatabaseFile::DatabaseFile(const std::string& sDirectory) : m_sPath(sDirectory +
 bool DatabaseFile::isWritable() {
     for (std::size_t i = 0; i < m_known.size() && m_bWritable; ++i) {
         const std::string sPart = m_sPath + kParts[i];
-        struct stat now {};
-        std::optional<IdentityT> identity;
-        if (stat(sPart.c_str(), &now) == 0) {
-            identity = {now.st_dev, now.st_ino};
-        }
+        const auto identity = identityOf(sPart);
         if (m_known[i] && identity != m_known[i]) {
             refuseChanges(sPart, "it has been removed or replaced");
         }

@@ -1,12 +1,11 @@
 #ifndef CONFIG_STORE_DATABASEFILE_H
 #define CONFIG_STORE_DATABASEFILE_H
 
-#include <sys/types.h>
-
 #include <array>
+#include <cstdint>
 #include <optional>
 #include <string>
-#include <utility>
+#include <tuple>
 
 #include "ErrTypes.h"
 #include "filelock.h"
@@ -25,6 +24,9 @@ namespace AppConfig {
 /// there is opened for reading. Each of these is logged as critical, with the file's name.
 class DatabaseFile {
 public:
+    /// A file's device and number, by which it is known again; nothing: there is none.
+    using IdentityT = std::optional<std::tuple<std::uint32_t, std::uint32_t, std::uint64_t>>;
+
     /// One in memory, gone with the object.
     DatabaseFile();
     /// @param sDirectory  made if need be; empty: there is none
@@ -57,7 +59,6 @@ private:
         kNewer,
         kUnusable,
     };
-    using IdentityT = std::pair<dev_t, ino_t>;  ///< by which a file is known again
 
     [[nodiscard]] bool claim(const std::string& sDirectory);
     [[nodiscard]] bool open();
@@ -79,8 +80,8 @@ private:
     std::string m_sPath;
     pbcommon::FileLock m_lock;
     sqlite::ConnectionT m_connection;
-    int m_nVersion = 0;  ///< that the tables were found in; 0: there were none
-    std::array<std::optional<IdentityT>, 2> m_known;  ///< of the database and its log
+    int m_nVersion = 0;                ///< that the tables were found in; 0: there were none
+    std::array<IdentityT, 2> m_known;  ///< of the database and its log
     bool m_bWritable = false;
     bool m_bHeldByAnother = false;
 };
