@@ -8,7 +8,7 @@
 #include "bench.h"
 #include "client.h"
 #include "daemon.h"
-#include "sqlite.h"
+#include "disk/sqlite.h"
 
 namespace bench {
 

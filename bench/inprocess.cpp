@@ -10,10 +10,10 @@
 #include "AppConfigServiceProvider.h"
 #include "SNMPConfigHandler.h"
 #include "bench.h"
-#include "configstore.h"
 #include "daemon.h"
 #include "logmsg.h"
 #include "ospaths.h"
+#include "service.h"
 
 namespace bench {
 
@@ -36,8 +36,8 @@ void validateListeningPort(State& state) {
 
 /// One iteration is two changes: off and on.
 void switchRecentCalls(State& state) {
-    AppConfig::ConfigStore& store = AppConfig::ConfigStore::process();
-    const PbUtility::Requester requester{.role = AppConfig::kAdmin, .sClient = "bench"};
+    AppConfig::ConfigStore& store = AppConfig::Service::process().store();
+    const pbcommon::Requester requester{.role = AppConfig::kAdmin, .sClient = "bench"};
     for (auto _ : state) {
         for (const char* const value : {"false", "true"}) {
             const AppConfig::Proposal proposals[] = {
@@ -144,7 +144,7 @@ std::vector<Figure> measureInProcess(const HomesT& homes) {
     logmsg_init(0, "AppConfig");
     useHome(homes.sMemory + "/inprocess");
     AppConfigProvider::AppConfigServiceProvider::getInstance()->initialize();
-    AppConfig::ConfigStore::process().settle();
+    AppConfig::Service::process().store().settle();
     enlist("valid", validateListeningPort);
     enlist("cascade", switchRecentCalls);
     Collector collector;

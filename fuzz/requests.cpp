@@ -12,16 +12,16 @@
 #include <sstream>
 
 #include "AppConfigServiceProvider.h"
-#include "configstore.h"
 #include "dispatcher.h"
 #include "logmsg.h"
+#include "model/value.h"
 #include "names.h"
 #include "ospaths.h"
 #include "pbUtils.h"
 #include "rawclient.h"
 #include "require.h"
+#include "service.h"
 #include "temporarydirectory.h"
-#include "value.h"
 
 extern "C" std::size_t LLVMFuzzerMutate(std::uint8_t* data, std::size_t size, std::size_t maxSize);
 
@@ -31,7 +31,6 @@ extern "C" int fdatasync(int /*fd*/) { return 0; }
 namespace {
 
 using AppConfig::Cell;
-using AppConfig::ConfigStore;
 using pbcommon::Reply;
 using pbcommon::Request;
 using PbUtility::Answer;
@@ -65,7 +64,7 @@ void checkCell(const Cell& cell) {
 
 /// Only who gets a secret is shown it.
 void checkMasked(const std::string& sVariable, const std::string& sText) {
-    const Cell* const cell = ConfigStore::process().find(sVariable);
+    const Cell* const cell = AppConfig::Service::process().store().find(sVariable);
     require(cell != nullptr, "what is told of exists");
     require(
         cell->row->kind() != pbcommon::SECRET || sText.empty() || sText == pbcommon::kMaskedSecret,
@@ -118,7 +117,7 @@ public:
     [[nodiscard]] const CellsT& lastCells() const { return m_cells; }
 
     void dispatchingBegins() override {}
-    Answer handle(const PbUtility::Requester& requester, const Request& request, Reply& reply,
+    Answer handle(const pbcommon::Requester& requester, const Request& request, Reply& reply,
                   PbUtility::Client& client) override {
         require(!m_bUncommitted || request.has_set(), "nobody sees what may be undone");
         const bool bChange = request.has_set() && !request.set().dry_run();
@@ -146,10 +145,10 @@ public:
     }
 
 private:
-    static PbUtility::RequestHandler& store() { return ConfigStore::process().requests(); }
-    static const CellsT& cells() { return ConfigStore::process().cells(); }
+    static PbUtility::RequestHandler& store() { return AppConfig::Service::process().requests(); }
+    static const CellsT& cells() { return AppConfig::Service::process().store().cells(); }
 
-    void checkAnswer(const PbUtility::Requester& requester, const Request& request,
+    void checkAnswer(const pbcommon::Requester& requester, const Request& request,
                      const Reply& reply, Answer answer) {
         const int nDifferent = differences(cells(), m_cells);
         require((nDifferent > 0) == (answer == Answer::kUncommitted),
@@ -195,10 +194,11 @@ public:
     void restart(bool bEnded) {
         if (m_witness.isChanged()) {
             m_provider.reset();
-            ConfigStore::discardProcess();
-            require(differences(ConfigStore::process().cells(), m_witness.lastCells()) == 0,
+            AppConfig::Service::discardProcess();
+            require(differences(AppConfig::Service::process().store().cells(),
+                                m_witness.lastCells()) == 0,
                     "a restart finds what was committed");
-            ConfigStore::discardProcess();
+            AppConfig::Service::discardProcess();
             std::filesystem::remove_all(m_home.path("state"));
         }
         if (bEnded) {
@@ -395,7 +395,7 @@ private:
     }
     std::string any(const std::vector<std::string>& texts) { return texts[below(texts.size())]; }
     const Cell& anyCell() {
-        const CellsT& cells = ConfigStore::process().cells();
+        const CellsT& cells = AppConfig::Service::process().store().cells();
         return cells[below(cells.size())];
     }
     static std::string mutated(std::string sText) {

@@ -2,17 +2,17 @@
 // to the room system's own schema: what is accepted has to be whole, what is refused must leave no
 // trace.
 
-#include "schema.h"
+#include "model/schema.h"
 
 #include <cctype>
 #include <cstdint>
 
 #include "address.h"
+#include "model/aspects.h"
+#include "model/state.h"
+#include "model/value.h"
 #include "names.h"
 #include "require.h"
-#include "settings.h"
-#include "state.h"
-#include "value.h"
 
 namespace {
 

@@ -8,13 +8,14 @@
 #include "everything.h"
 #include "faultyvfs.h"
 #include "logfile.h"
+#include "service.h"
 #include "setrequest.h"
 #include "version1.h"
 
 namespace {
 
 using namespace std::string_literals;
-using AppConfig::ConfigStore;
+using AppConfig::Service;
 using TextsT = std::vector<std::string>;
 
 struct StepT {
@@ -74,7 +75,7 @@ protected:
 
     void stop() {
         m_provider.reset();
-        ConfigStore::discardProcess();
+        Service::discardProcess();
     }
     /// Carries out a step. @return kNoError; kWriteError
     eErrorT take(const StepT& step) {
@@ -82,10 +83,10 @@ protected:
             stop();
             m_provider.reset(AppConfigProvider::AppConfigServiceProvider::getInstance());
             m_provider->initialize();
-            ConfigStore::process().settle();
+            Service::process().store().settle();
             return kNoError;
         }
-        PbUtility::RequestHandler& handler = ConfigStore::process().requests();
+        PbUtility::RequestHandler& handler = Service::process().requests();
         bool bWaits = false;
         std::size_t nAccepted = 0;
         for (const TextsT& assignments : step.requests) {
@@ -101,7 +102,7 @@ protected:
         return result;
     }
     static bool isInMemory(const std::string& sContent) {
-        return sContent.starts_with(everythingOf(ConfigStore::process()));
+        return sContent.starts_with(everythingOf(Service::process().store()));
     }
     /// A new state directory on a disk that will fail.
     void begin(const Fault& fault) {
@@ -158,7 +159,7 @@ protected:
             ASSERT_TRUE(isInMemory(m_contents.back()));
             nCheckpoints += step.requests.empty() ? 0 : m_disk.databaseSyncs() - nSyncs;
             nNewest += step.nChanges;
-            ASSERT_EQ(ConfigStore::process().database().newest(), nNewest);
+            ASSERT_EQ(Service::process().database().newest(), nNewest);
         }
         stop();
         m_nOperations = m_disk.operations();
@@ -193,7 +194,7 @@ private:
     /// The variables as a store has them, and the rows of the database but for times.
     [[nodiscard]] std::string contentOfCopy() const {
         std::string sContent =
-            everythingOf(ConfigStore(m_schema, std::make_unique<AppConfig::Database>(m_sCopy)));
+            everythingOf(Service(m_schema, std::make_unique<AppConfig::Database>(m_sCopy)).store());
         sqlite3* opened = nullptr;
         sqlite3_open((m_sCopy + "/appconfig.db").c_str(), &opened);
         const AppConfig::sqlite::ConnectionT connection(opened);
@@ -260,7 +261,7 @@ protected:
         const bool bRefused = result == kWriteError;
         const std::size_t nNow = nStep + (bRefused ? 0 : 1);
         EXPECT_TRUE(isInMemory(m_contents[nNow])) << sWhen;
-        AppConfig::Database& database = ConfigStore::process().database();
+        AppConfig::Database& database = Service::process().database();
         std::uint64_t nRead = 0;
         (void)database.readHistory(
             1, database.newest(), AppConfig::Database::Order::kOldestFirst,

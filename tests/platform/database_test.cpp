@@ -17,7 +17,7 @@ protected:
     /// Makes two changes, the second with all that its rule does.
     void change() {
         restart();
-        registerHandler("n", "text", this, &m_store->manager());
+        registerHandler("n", "text", this, &m_service->manager());
         EXPECT_EQ(set(kUser, {{"count", "77"}, {"password", "swordfish"}}),
                   "kNoError (0) n.count=77 n.password=********");
         EXPECT_EQ(set(kUser, {{"text", "two\nlines"}}), "kNoError (0) n.text=two\nlines");
@@ -41,7 +41,7 @@ protected:
 private:
     void onSet(const std::string&, int, const std::string&, int, const std::list<std::string>&,
                SecurityRole, ConfigResult&) override {
-        AppCfgManager& manager = m_store->manager();
+        AppCfgManager& manager = m_service->manager();
         const SecurityRole system = kSystem;
         std::list<std::pair<ConfigVar, eErrorT>> errors;
         manager.setConfigVar("n", 0, "choice", 0, "b", nullptr);
@@ -102,7 +102,7 @@ TEST_F(Durable, MovesAFileAsideThatItCannotUseAndBeginsAnother) {
         const std::string sState = m_home.path(sDirectory);
         start(kSchema, sState);
         set(kUser, {{"text", std::string(9000, 'x')}});
-        m_store.reset();
+        m_service.reset();
         shell("cd " + sDirectory + " && " + make + " && cp appconfig.db ../before");
         start(kSchema, sState);
         EXPECT_EQ(get(kUser, "text"), "kNoError (0) n.text=") << sDirectory;
@@ -128,7 +128,7 @@ TEST_F(Durable, BringsAnEarlierVersionToThisOneAlsoWhereItCanOnlyBeRead) {
     }
     EXPECT_EQ(set(kUser, {{"text", "new"}}), "kNoError (0) n.text=new");
     EXPECT_EQ(m_log.count("/writable/appconfig.db: bringing version 1 to version 2\n"), 1U);
-    m_store.reset();
+    m_service.reset();
     shell(
         "sqlite3 writable/appconfig.db 'SELECT group_concat(trigger_reader) FROM detail "
         "WHERE revision = 1; SELECT * FROM secret; PRAGMA user_version' > columns");
@@ -143,7 +143,7 @@ TEST_F(Durable, ShowsButDoesNotChangeWhatItCannotWrite) {
     const std::string sCopy = m_home.path("c?p#y%41");
     // what a killed service leaves: the last changes are in the "-wal" alone
     for (const bool bKilled : {true, false}) {
-        if (!bKilled) m_store.reset();
+        if (!bKilled) m_service.reset();
         shell("chmod 755 . && rm -rf c* && cp -r state 'c?p#y%41' && chown -R 65534 c*");
         shell("chmod 400 c*/* && chmod 500 c*");
         ASSERT_EQ(seteuid(65534), 0);
@@ -193,7 +193,7 @@ TEST_F(Durable, RefusesChangesOnceItsFilesAreNoLongerWhereTheNextStartLooks) {
         EXPECT_EQ(history(kUser).size(), 2U);
         EXPECT_EQ(m_log.count("; changes are refused until the next start\n"), ++nRefusals) << loss;
         const bool bLog = std::filesystem::exists(state() + "/appconfig.db-wal");
-        m_store.reset();
+        m_service.reset();
         EXPECT_EQ(std::filesystem::exists(state() + "/appconfig.db-wal"), bLog) << loss;
     }
 }
@@ -220,7 +220,7 @@ TEST_F(Durable, MasksTheHistoryOfATextThatTheSchemaMakesASecret) {
     std::string sSecret = kSchema;
     sSecret.replace(sSecret.find("kind: TEXT max_length: 9000"), 10, "kind: SECRET");
     const auto inFile = [this](const std::string& sText) {
-        m_store.reset();
+        m_service.reset();
         shell("sqlite3 state/appconfig.db 'SELECT details FROM change' > details");
         return TemporaryDirectory::contentOf(m_home.path("details")).find(sText) !=
                std::string::npos;
@@ -285,9 +285,9 @@ TEST_F(Durable, KeepsTheLogSmallWhateverIsReadBetweenChanges) {
     EXPECT_LT(nLongest, 8U << 20);
 
     Committed large;
-    large.change.set_revision(m_store->database().newest() + 1);
+    large.change.set_revision(m_service->database().newest() + 1);
     large.settings = {{"n.text", pbcommon::VALUE, std::string(20 << 20, 'x')}};
-    ASSERT_EQ(m_store->database().commit({&large, 1}), kNoError);
+    ASSERT_EQ(m_service->database().commit({&large, 1}), kNoError);
     EXPECT_GT(std::filesystem::file_size(sLog), 16U << 20);
     set(kUser, {{"count", "1"}});
     EXPECT_LE(std::filesystem::file_size(sLog), 8U << 20);

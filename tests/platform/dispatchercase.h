@@ -21,9 +21,8 @@ public:
 
     void dispatchingBegins() override {}
 
-    PbUtility::Answer handle(const PbUtility::Requester& requester,
-                             const pbcommon::Request& request, pbcommon::Reply& reply,
-                             PbUtility::Client& client) override {
+    PbUtility::Answer handle(const pbcommon::Requester& requester, const pbcommon::Request& request,
+                             pbcommon::Reply& reply, PbUtility::Client& client) override {
         if (request.has_watch()) {
             const eErrorT result = client.watch({requester.role, request.watch().pattern()});
             reply.set_code(static_cast<pbcommon::ErrorCode>(result));

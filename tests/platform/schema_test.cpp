@@ -1,11 +1,11 @@
-#include "schema.h"
+#include "model/schema.h"
 
 #include <gmock/gmock.h>
 #include <google/protobuf/text_format.h>
 #include <sys/stat.h>
 
 #include "logfile.h"
-#include "value.h"
+#include "model/value.h"
 
 namespace {
 

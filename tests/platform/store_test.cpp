@@ -50,7 +50,7 @@ class Store : public StoreFixture {
 protected:
     Store() { start(kSchema); }
 
-    AppCfgManager& manager() { return m_store->manager(); }
+    AppCfgManager& manager() { return m_service->manager(); }
     std::string value(const std::string& sVariable) {
         return manager().getConfigVar("n", 0, sVariable, 0);
     }
@@ -264,7 +264,7 @@ TEST_F(Store, ShowsOfAChangeWhatItsOwnMomentShowsWhateverSharesItsCommit) {
         for (const bool bHide : {bHiddenFirst, !bHiddenFirst}) {
             set(kSystem, {bHide ? std::pair{"other", "false"} : std::pair{"open", "true"}});
         }
-        ASSERT_EQ(m_others.commit(m_store->requests()), kNoError);
+        ASSERT_EQ(m_others.commit(m_service->requests()), kNoError);
         m_others.bHeld = false;
         ASSERT_EQ(m_others.all.size(), 1U);
         EXPECT_EQ(m_others.told.effect(m_others.told.effect_size() - 1).trigger(),

@@ -5,10 +5,10 @@
 #include <google/protobuf/stubs/strutil.h>
 #include <google/protobuf/text_format.h>
 
-#include "configstore.h"
 #include "logfile.h"
 #include "names.h"
 #include "onewatcher.h"
+#include "service.h"
 
 /// Has every kind of variable.
 inline const std::string kSchema = R"(
@@ -31,16 +31,16 @@ protected:
         AppConfig::Schema schema;
         std::string sError;
         ASSERT_EQ(schema.add(sSchema, "test", sError), kNoError) << sError;
-        m_store.reset();
+        m_service.reset();
         auto database = sDirectory.empty() ? std::make_unique<AppConfig::Database>()
                                            : std::make_unique<AppConfig::Database>(sDirectory);
-        m_store = std::make_unique<AppConfig::ConfigStore>(std::move(schema), std::move(database));
+        m_service = std::make_unique<AppConfig::Service>(std::move(schema), std::move(database));
     }
     /// @param sRequest  in protobuf's text format
     pbcommon::Reply ask(AppConfig::SecurityRole role, const std::string& sRequest) {
         pbcommon::Request request;
         EXPECT_TRUE(google::protobuf::TextFormat::ParseFromString(sRequest, &request)) << sRequest;
-        return m_others.ask(m_store->requests(), {role, 7, 8, "me"}, request);
+        return m_others.ask(m_service->requests(), {role, 7, 8, "me"}, request);
     }
     /// The answer as one line: code, tags, the variables, what was refused, whether to reboot.
     static std::string textOf(const pbcommon::Reply& reply) {
@@ -83,7 +83,7 @@ protected:
 
     LogFile m_log;
     OneWatcher m_others;
-    std::unique_ptr<AppConfig::ConfigStore> m_store;
+    std::unique_ptr<AppConfig::Service> m_service;
 };
 
 #endif

@@ -7,11 +7,11 @@
 #include "everything.h"
 #include "logfile.h"
 #include "onewatcher.h"
+#include "service.h"
 #include "setrequest.h"
 
 namespace {
 
-using AppConfig::ConfigStore;
 using testing::IsEmpty;
 using testing::UnorderedElementsAreArray;
 using TextsT = std::vector<std::string>;
@@ -38,7 +38,7 @@ protected:
     ~Service() override {
         EXPECT_EQ(m_log.count(" to the service"), 0U) << "a rule writes what the schema lacks";
         m_provider.reset();
-        ConfigStore::discardProcess();
+        AppConfig::Service::discardProcess();
     }
 
     /// Starts it on a store that begins with these values instead of the defaults.
@@ -53,16 +53,17 @@ protected:
         m_provider.reset(AppConfigProvider::AppConfigServiceProvider::getInstance());
         m_provider->initialize();
         std::size_t nRegistrations = 0;
-        for (const AppConfig::Cell& cell : ConfigStore::process().cells()) {
-            const AppConfig::Handlers& handlers = ConfigStore::process().handlersOf(cell);
+        for (const AppConfig::Cell& cell : AppConfig::Service::process().store().cells()) {
+            const AppConfig::Handlers& handlers =
+                AppConfig::Service::process().store().handlersOf(cell);
             if (cell.nNodeInstance + cell.nVarInstance > 0) continue;
             nRegistrations += handlers.consumers.size() + (handlers.provider == nullptr ? 0 : 1);
         }
         EXPECT_EQ(nRegistrations, 15U) << "the schema lacks a variable";
-        ConfigStore::process().settle();
+        AppConfig::Service::process().store().settle();
     }
     pbcommon::Reply ask(const pbcommon::Request& request) {
-        return m_others.ask(ConfigStore::process().requests(),
+        return m_others.ask(AppConfig::Service::process().requests(),
                             {.role = AppConfig::kSystem, .sClient = "test"}, request);
     }
     pbcommon::Reply set(const TextsT& assignments, bool bDryRun = false) {
@@ -157,8 +158,9 @@ INSTANTIATE_TEST_SUITE_P(, Cascade, testing::ValuesIn(cascadeCases), caseName);
 
 TEST_F(Service, DefaultsFitTheRules) {
     start();
-    EXPECT_EQ(ConfigStore::process().database().newest(), 0U) << "the start changed something";
-    for (const AppConfig::Cell& cell : ConfigStore::process().cells()) {
+    EXPECT_EQ(AppConfig::Service::process().database().newest(), 0U)
+        << "the start changed something";
+    for (const AppConfig::Cell& cell : AppConfig::Service::process().store().cells()) {
         const pbcommon::Reply reply = set({cell.sAddress + "=" + cell.row->default_value()});
         EXPECT_EQ(reply.code(), pbcommon::kNoError) << cell.sAddress;
         EXPECT_THAT(reply.effect(), IsEmpty()) << cell.sAddress;
@@ -186,7 +188,7 @@ TEST_F(Service, StartUpBringsADirtyStateIntoLine) {
 
 TEST_F(Service, RehearsesExactlyWhatAChangeThenDoesAndLeavesNoTrace) {
     start();
-    const std::vector<AppConfig::Cell>& cells = ConfigStore::process().cells();
+    const std::vector<AppConfig::Cell>& cells = AppConfig::Service::process().store().cells();
     std::mt19937 random(20261122);
     const auto anyOf = [&random](const auto& all) { return all[random() % all.size()]; };
     int nAccepted = 0, nCascades = 0;
@@ -198,14 +200,16 @@ TEST_F(Service, RehearsesExactlyWhatAChangeThenDoesAndLeavesNoTrace) {
             if (values.empty()) values = {"true", "false", "TRUE", "161", "5060", "8080", ""};
             change.push_back(cell.sAddress + "=" + anyOf(values));
         }
-        const std::string sBefore = everythingOf(ConfigStore::process());
+        const std::string sBefore = everythingOf(AppConfig::Service::process().store());
         const pbcommon::Reply rehearsed = set(change, true);
-        ASSERT_EQ(everythingOf(ConfigStore::process()), sBefore) << testing::PrintToString(change);
+        ASSERT_EQ(everythingOf(AppConfig::Service::process().store()), sBefore)
+            << testing::PrintToString(change);
         pbcommon::Reply done = set(change);
         done.clear_revision();
         ASSERT_EQ(rehearsed.SerializeAsString(), done.SerializeAsString())
             << testing::PrintToString(change);
-        ASSERT_EQ(everythingOf(ConfigStore::process()) == sBefore, done.effect().empty())
+        ASSERT_EQ(everythingOf(AppConfig::Service::process().store()) == sBefore,
+                  done.effect().empty())
             << testing::PrintToString(change);
         nAccepted += done.code() == pbcommon::kNoError ? 1 : 0;
         nCascades += done.effect_size() > static_cast<int>(change.size()) ? 1 : 0;

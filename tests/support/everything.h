@@ -3,7 +3,7 @@
 
 #include <string>
 
-#include "configstore.h"
+#include "store/configstore.h"
 
 /// Every value, access level and option list that a store has, a line for each variable.
 inline std::string everythingOf(const AppConfig::ConfigStore& store) {

@@ -12,7 +12,7 @@
 /// and keeps what the one who watches has been told last.
 class OneWatcher : private PbUtility::Publisher, private PbUtility::Client {
 public:
-    pbcommon::Reply ask(PbUtility::RequestHandler& handler, const PbUtility::Requester& requester,
+    pbcommon::Reply ask(PbUtility::RequestHandler& handler, const pbcommon::Requester& requester,
                         const pbcommon::Request& request) {
         pbcommon::Reply reply, failure;
         const bool bFinal =

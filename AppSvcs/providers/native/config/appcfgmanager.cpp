@@ -7,9 +7,9 @@
 #include <limits>
 
 #include "cfghandler.h"
-#include "configstore.h"
 #include "dispatcher.h"
 #include "exceptions.h"
+#include "service.h"
 
 namespace {
 
@@ -32,15 +32,15 @@ namespace AppConfig {
 /// exits, in order and before its dispatcher starts. So it does where another one works on the
 /// state, whose endpoint the dispatcher might take.
 AppCfgManager* AppCfgManager::getInstance() {
-    ConfigStore* store = nullptr;
-    const eErrorT result = guarded("make the store", [&store] {
-        store = &ConfigStore::process();
-        return store->database().isHeldByAnother() ? kAlreadyInUse : kNoError;
+    Service* service = nullptr;
+    const eErrorT result = guarded("make the store", [&service] {
+        service = &Service::process();
+        return service->database().isHeldByAnother() ? kAlreadyInUse : kNoError;
     });
     if (result != kNoError) {
         std::exit(EXIT_SUCCESS);
     }
-    return &store->manager();
+    return &service->manager();
 }
 
 eErrorT AppCfgManager::setSecurityRole(AppConfig::SecurityRole role) {
@@ -54,7 +54,7 @@ eErrorT AppCfgManager::setPbInterface(PbUtility::PbUtils* pbInterface) {
     if (dispatcher == nullptr) {
         return kBadParameter;
     }
-    dispatcher->setRequestHandler(m_impl->requests());
+    dispatcher->setRequestHandler(Service::process().requests());
     return kNoError;
 }
 
@@ -148,7 +148,9 @@ template <typename Handler>
 eErrorT addHandler(const std::string& sNode, const std::string& sVariable, Handler* handler,
                    AppConfig::AppCfgManager* manager) {
     return guarded("register a handler", [&] {
-        return AppConfig::ConfigStore::of(manager).add(sNode, sVariable, handler);
+        AppConfig::ConfigStore& store = manager == nullptr ? AppConfig::Service::process().store()
+                                                           : AppConfig::ConfigStore::of(*manager);
+        return store.add(sNode, sVariable, handler);
     });
 }
 

@@ -1,4 +1,4 @@
-#include "configstore.h"
+#include "store/configstore.h"
 
 #include <unistd.h>
 
@@ -8,11 +8,10 @@
 
 #include "address.h"
 #include "clientlimits.h"
-#include "directories.h"
 #include "logmsg.h"
+#include "model/aspects.h"
+#include "model/value.h"
 #include "names.h"
-#include "settings.h"
-#include "value.h"
 
 namespace AppConfig {
 
@@ -42,7 +41,7 @@ std::string printableAddress(const AddressView& address) {
         kMaxLoggedBytes);
 }
 
-void logRefusal(const PbUtility::Requester& requester, const AddressView& address,
+void logRefusal(const pbcommon::Requester& requester, const AddressView& address,
                 const Verdict& verdict) {
     std::string sReason = pbcommon::describeCode(verdict.code);
     for (const std::string& sTag : verdict.tags) {
@@ -54,12 +53,11 @@ void logRefusal(const PbUtility::Requester& requester, const AddressView& addres
 
 }  // namespace
 
-ConfigStore::ConfigStore(Schema schema, std::unique_ptr<Database> database)
+ConfigStore::ConfigStore(Schema schema, Database& database)
     : m_schema(std::move(schema)),
       m_state(m_schema),
-      m_database(std::move(database)),
-      m_handlers(m_schema.rows().size()),
-      m_requests(*this) {
+      m_database(database),
+      m_handlers(m_schema.rows().size()) {
     m_manager.m_impl = this;
     restoreState();
 }
@@ -73,8 +71,8 @@ void ConfigStore::restoreState() {
             secrets.insert(cell.sAddress);
         }
     }
-    m_database->maskHistory(secrets);
-    m_database->readSettings([this](const Setting& setting) {
+    m_database.maskHistory(secrets);
+    m_database.readSettings([this](const Setting& setting) {
         Cell* const cell = find(setting.sVariable);
         if (cell == nullptr) {
             logwarn("cfgCommon", "stored %s of %s is left out: there is no such variable\n",
@@ -85,27 +83,6 @@ void ConfigStore::restoreState() {
         }
     });
     m_state.commit();
-}
-
-std::unique_ptr<ConfigStore>& ConfigStore::processSlot() {
-    // the slot is never destroyed: the service's handlers use the store for the life of the process
-    static auto* const slot = new std::unique_ptr<ConfigStore>;
-    return *slot;
-}
-
-ConfigStore& ConfigStore::process() {
-    std::unique_ptr<ConfigStore>& store = processSlot();
-    if (store == nullptr) {
-        store = std::make_unique<ConfigStore>(
-            loadSchema(), std::make_unique<Database>(pbcommon::stateDirectory()));
-    }
-    return *store;
-}
-
-void ConfigStore::discardProcess() { processSlot().reset(); }
-
-ConfigStore& ConfigStore::of(AppCfgManager* manager) {
-    return manager == nullptr ? process() : *manager->m_impl;
 }
 
 /// The row that a handler is registered for. @return kNoError; kBadParameter; kItemNotFound
@@ -153,7 +130,7 @@ Cell* ConfigStore::findVisible(const AddressView& address, SecurityRole role) {
     return cell != nullptr && role >= cell->access.read ? cell : nullptr;
 }
 
-const Cell* ConfigStore::read(const PbUtility::Requester& requester, const AddressView& address) {
+const Cell* ConfigStore::read(const pbcommon::Requester& requester, const AddressView& address) {
     const Cell* const cell = findVisible(address, requester.role);
     if (cell == nullptr) {
         logRefusal(requester, address, refusal(kItemNotFound, ERR_UNKNOWN_VARIABLE));
@@ -184,7 +161,7 @@ private:
     bool m_bKept = false;
 };
 
-Verdict ConfigStore::change(const PbUtility::Requester& requester,
+Verdict ConfigStore::change(const pbcommon::Requester& requester,
                             std::span<const Proposal> proposals, Mode mode,
                             const std::function<bool(const Verdict&)>& answer) {
     if (mode == Mode::kRehearse) {
@@ -204,7 +181,7 @@ Verdict ConfigStore::change(const PbUtility::Requester& requester,
     return verdict;
 }
 
-Verdict ConfigStore::propose(const PbUtility::Requester& requester,
+Verdict ConfigStore::propose(const pbcommon::Requester& requester,
                              std::span<const Proposal> proposals, Mode mode,
                              const std::function<bool(const Verdict&)>& answer) {
     Undo undo(*this, m_state.mark());
@@ -242,12 +219,12 @@ void ConfigStore::enqueue(Committed& next, std::span<const Effect> effects) {
         next.settings.push_back(
             settingOf(*effect.cell, static_cast<pbcommon::Aspect>(effect.before.index())));
     }
-    next.change.set_revision(m_database->newest() + ++m_nWaiting);
+    next.change.set_revision(m_database.newest() + ++m_nWaiting);
 }
 
 eErrorT ConfigStore::commit(const std::function<void(const pbcommon::Change&)>& committed) {
     const std::span<const Committed> changes(m_waiting.data(), std::exchange(m_nWaiting, 0));
-    const eErrorT result = m_database->commit(changes);
+    const eErrorT result = m_database.commit(changes);
     if (result != kNoError) {
         takeBack(0);
         return result;
@@ -260,7 +237,7 @@ eErrorT ConfigStore::commit(const std::function<void(const pbcommon::Change&)>& 
     return kNoError;
 }
 
-Verdict ConfigStore::applyAll(const PbUtility::Requester& requester,
+Verdict ConfigStore::applyAll(const pbcommon::Requester& requester,
                               std::span<const Proposal> proposals) {
     Verdict all;
     for (const Proposal& proposal : proposals) {
@@ -298,13 +275,13 @@ void ConfigStore::settle() {
         enqueue(record, effects);
         // after a failure the rules hold all the same: the next start brings the state into line
         // again
-        (void)m_database->commit({m_waiting.data(), std::exchange(m_nWaiting, 0)});
+        (void)m_database.commit({m_waiting.data(), std::exchange(m_nWaiting, 0)});
     }
     undo.keep();
     m_state.commit();
 }
 
-Verdict ConfigStore::apply(const PbUtility::Requester& requester, const Proposal& proposal,
+Verdict ConfigStore::apply(const pbcommon::Requester& requester, const Proposal& proposal,
                            std::vector<Assignment>& assignments) {
     Cell* const cell = findVisible(proposal.address, requester.role);
     if (cell == nullptr) {

@@ -5,7 +5,6 @@
 #include <deque>
 #include <functional>
 #include <list>
-#include <memory>
 #include <optional>
 #include <span>
 #include <string>
@@ -16,13 +15,12 @@
 #include "appcfgmanager.h"
 #include "cfghandler.h"
 #include "cfgresult.h"
-#include "database.h"
+#include "disk/database.h"
 #include "messages.pb.h"
-#include "record.h"
-#include "requesthandler.h"
-#include "requests.h"
-#include "schema.h"
-#include "state.h"
+#include "model/record.h"
+#include "model/schema.h"
+#include "model/state.h"
+#include "requester.h"
 
 namespace AppConfig {
 
@@ -78,24 +76,17 @@ struct Handlers {
 class ConfigStore {
 public:
     /// Starts with what the database keeps, as far as the schema admits it; the rest is logged.
-    explicit ConfigStore(Schema schema,
-                         std::unique_ptr<Database> database = std::make_unique<Database>());
+    /// @param database  borrowed
+    ConfigStore(Schema schema, Database& database);
 
     ConfigStore(const ConfigStore&) = delete;
     ConfigStore& operator=(const ConfigStore&) = delete;
 
-    /// The process's store, on the schema that loadSchema() finds and the database of the state
-    /// directory; made on the first call.
-    static ConfigStore& process();
-    /// Lets the next call of process() make a new one; for tests, once no handler uses the old one.
-    static void discardProcess();
-    /// The store behind `manager`; the process's for null.
-    static ConfigStore& of(AppCfgManager* manager);
+    static ConfigStore& of(AppCfgManager& manager) { return *manager.m_impl; }
 
     /// The store as the service sees it.
     [[nodiscard]] AppCfgManager& manager() { return m_manager; }
-    [[nodiscard]] PbUtility::RequestHandler& requests() { return m_requests; }
-    [[nodiscard]] Database& database() { return *m_database; }
+    [[nodiscard]] Database& database() { return m_database; }
 
     // registration
     [[nodiscard]] eErrorT add(std::string_view sNode, std::string_view sVariable,
@@ -106,7 +97,7 @@ public:
     // for requesters
     /// The variable, if it exists and the requester may see it; the two cases are not told apart.
     /// A refusal has been logged when this returns null.
-    [[nodiscard]] const Cell* read(const PbUtility::Requester& requester,
+    [[nodiscard]] const Cell* read(const pbcommon::Requester& requester,
                                    const AddressView& address);
     [[nodiscard]] const std::vector<Cell>& cells() const { return m_state.cells(); }
     [[nodiscard]] const Handlers& handlersOf(const Cell& cell) const {
@@ -115,7 +106,7 @@ public:
     /// Applies the proposals in order, all or none. A refusal has been logged when this returns.
     /// @param answer  called with the verdict of an accepted change while it holds, also in a
     ///                rehearsal; returns false when it cannot be answered, which refuses it
-    Verdict change(const PbUtility::Requester& requester, std::span<const Proposal> proposals,
+    Verdict change(const pbcommon::Requester& requester, std::span<const Proposal> proposals,
                    Mode mode, const std::function<bool(const Verdict&)>& answer);
     /// Makes all changes that wait durable at once, or undoes them.
     /// @param committed  called for each, in order, on kNoError only
@@ -149,20 +140,19 @@ private:
 
     class Undo;
 
-    static std::unique_ptr<ConfigStore>& processSlot();
     [[nodiscard]] eErrorT rowFor(const void* handler, std::string_view sNode,
                                  std::string_view sVariable, std::size_t& nRow) const;
-    [[nodiscard]] Verdict propose(const PbUtility::Requester& requester,
+    [[nodiscard]] Verdict propose(const pbcommon::Requester& requester,
                                   std::span<const Proposal> proposals, Mode mode,
                                   const std::function<bool(const Verdict&)>& answer);
-    [[nodiscard]] Verdict applyAll(const PbUtility::Requester& requester,
+    [[nodiscard]] Verdict applyAll(const pbcommon::Requester& requester,
                                    std::span<const Proposal> proposals);
     void restoreState();
     void takeBack(std::size_t mark);
     Committed& nextWaiting();
     void enqueue(Committed& next, std::span<const Effect> effects);
     [[nodiscard]] Cell* findVisible(const AddressView& address, SecurityRole role);
-    [[nodiscard]] Verdict apply(const PbUtility::Requester& requester, const Proposal& proposal,
+    [[nodiscard]] Verdict apply(const pbcommon::Requester& requester, const Proposal& proposal,
                                 std::vector<Assignment>& assignments);
     [[nodiscard]] Verdict carryOut(Cell& cell, Notification notification,
                                    std::vector<Assignment>& assignments);
@@ -171,14 +161,13 @@ private:
 
     const Schema m_schema;
     State m_state;
-    std::unique_ptr<Database> m_database;
+    Database& m_database;
     std::size_t m_nWaiting = 0;        ///< for commit(), of m_waiting
     std::vector<Committed> m_waiting;  ///< longer than that: what it has is used again
     std::vector<Handlers> m_handlers;  ///< by row of the schema
     std::deque<Notification> m_queue;
     SecurityRole m_serviceRole = kUser;
     AppCfgManager m_manager;
-    ConfigRequests m_requests;
 };
 
 }  // namespace AppConfig

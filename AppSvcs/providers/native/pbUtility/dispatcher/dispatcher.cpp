@@ -54,11 +54,6 @@ private:
 
 }  // namespace
 
-std::string describe(const Requester& requester) {
-    return "uid " + std::to_string(requester.uid) + ", process " + std::to_string(requester.pid) +
-           " (" + requester.sClient + "), role " + pbcommon::roleName(requester.role);
-}
-
 PbUtilsImpl::PbUtilsImpl(std::string sEndpointName)
     : m_sEndpointName(std::move(sEndpointName)),
       m_io(1),

@@ -132,7 +132,7 @@ private:
     pbcommon::Reply m_reply;
     pbcommon::Reply m_news;
     std::string m_sNewsFrame;
-    Requester m_requester;
+    pbcommon::Requester m_requester;
     std::thread m_thread;
 };
 

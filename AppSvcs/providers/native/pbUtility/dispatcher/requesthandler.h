@@ -1,13 +1,12 @@
 #ifndef PBUTILITY_DISPATCHER_REQUESTHANDLER_H
 #define PBUTILITY_DISPATCHER_REQUESTHANDLER_H
 
-#include <sys/types.h>
-
 #include <functional>
 #include <string>
 
 #include "ErrTypes.h"
 #include "SecurityRole.h"
+#include "requester.h"
 
 namespace pbcommon {
 class Reply;
@@ -15,18 +14,6 @@ class Request;
 }  // namespace pbcommon
 
 namespace PbUtility {
-
-/// Who asks: what the kernel vouches for (uid, pid), the role granted, and the name that the client
-/// gives itself, cleaned.
-struct Requester {
-    AppConfig::SecurityRole role = AppConfig::kUser;
-    uid_t uid = 0;
-    pid_t pid = 0;
-    std::string sClient;
-};
-
-/// "uid 0, process 4711 (cfgctl), role admin", for log records.
-[[nodiscard]] std::string describe(const Requester& requester);
 
 /// A client that wants to be told of changes.
 struct Watcher {
@@ -74,7 +61,7 @@ public:
     /// be undone.
     /// @param reply   empty; what it holds on return is sent
     /// @param client  for a request to watch
-    [[nodiscard]] virtual Answer handle(const Requester& requester,
+    [[nodiscard]] virtual Answer handle(const pbcommon::Requester& requester,
                                         const pbcommon::Request& request, pbcommon::Reply& reply,
                                         Client& client) = 0;
 

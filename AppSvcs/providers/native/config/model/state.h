@@ -1,5 +1,5 @@
-#ifndef CONFIG_STORE_STATE_H
-#define CONFIG_STORE_STATE_H
+#ifndef CONFIG_MODEL_STATE_H
+#define CONFIG_MODEL_STATE_H
 
 #include <cstddef>
 #include <string>
@@ -11,7 +11,7 @@
 
 #include "ErrTypes.h"
 #include "SecurityRole.h"
-#include "schema.h"
+#include "model/schema.h"
 
 namespace AppConfig {
 

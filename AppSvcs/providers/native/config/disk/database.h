@@ -1,5 +1,5 @@
-#ifndef CONFIG_STORE_DATABASE_H
-#define CONFIG_STORE_DATABASE_H
+#ifndef CONFIG_DISK_DATABASE_H
+#define CONFIG_DISK_DATABASE_H
 
 #include <cstdint>
 #include <functional>
@@ -9,10 +9,10 @@
 #include <vector>
 
 #include "ErrTypes.h"
-#include "databasefile.h"
+#include "disk/databasefile.h"
+#include "disk/sqlite.h"
 #include "messages.pb.h"
-#include "settings.h"
-#include "sqlite.h"
+#include "model/aspects.h"
 
 namespace AppConfig {
 

@@ -1,4 +1,4 @@
-#include "databasefile.h"
+#include "disk/databasefile.h"
 
 #include <fcntl.h>
 #include <sys/stat.h>
@@ -14,9 +14,9 @@
 #include <iterator>
 #include <utility>
 
-#include "layout.h"
+#include "disk/layout.h"
+#include "disk/writeaheadlog.h"
 #include "logmsg.h"
-#include "writeaheadlog.h"
 
 namespace AppConfig {
 

@@ -1,4 +1,4 @@
-#include "value.h"
+#include "model/value.h"
 
 #include <algorithm>
 #include <charconv>

@@ -1,5 +1,5 @@
-#ifndef CONFIG_STORE_DATABASEFILE_H
-#define CONFIG_STORE_DATABASEFILE_H
+#ifndef CONFIG_DISK_DATABASEFILE_H
+#define CONFIG_DISK_DATABASEFILE_H
 
 #include <array>
 #include <cstdint>
@@ -8,8 +8,8 @@
 #include <tuple>
 
 #include "ErrTypes.h"
+#include "disk/sqlite.h"
 #include "filelock.h"
-#include "sqlite.h"
 
 namespace AppConfig {
 

@@ -1,4 +1,4 @@
-#include "schema.h"
+#include "model/schema.h"
 
 #include <google/protobuf/io/tokenizer.h>
 #include <google/protobuf/io/zero_copy_stream_impl_lite.h>
@@ -20,9 +20,9 @@
 #include "clientlimits.h"
 #include "directories.h"
 #include "logmsg.h"
+#include "model/value.h"
 #include "names.h"
 #include "text.h"
-#include "value.h"
 
 namespace AppConfig {
 

@@ -1,5 +1,5 @@
-#ifndef CONFIG_STORE_LAYOUT_H
-#define CONFIG_STORE_LAYOUT_H
+#ifndef CONFIG_DISK_LAYOUT_H
+#define CONFIG_DISK_LAYOUT_H
 
 #include <sqlite3.h>
 

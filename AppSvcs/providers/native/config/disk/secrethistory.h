@@ -1,10 +1,10 @@
-#ifndef CONFIG_STORE_SECRETHISTORY_H
-#define CONFIG_STORE_SECRETHISTORY_H
+#ifndef CONFIG_DISK_SECRETHISTORY_H
+#define CONFIG_DISK_SECRETHISTORY_H
 
 #include <set>
 #include <string>
 
-#include "sqlite.h"
+#include "disk/sqlite.h"
 
 namespace AppConfig {
 

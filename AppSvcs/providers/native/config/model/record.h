@@ -1,13 +1,13 @@
-#ifndef CONFIG_STORE_RECORD_H
-#define CONFIG_STORE_RECORD_H
+#ifndef CONFIG_MODEL_RECORD_H
+#define CONFIG_MODEL_RECORD_H
 
 #include <span>
 #include <string>
 #include <vector>
 
 #include "messages.pb.h"
-#include "requesthandler.h"
-#include "state.h"
+#include "model/state.h"
+#include "requester.h"
 
 namespace AppConfig {
 
@@ -21,7 +21,7 @@ struct Assignment {
 /// Writes what there is to tell of a change, complete, secrets masked, its revision left out: who
 /// made it, what was assigned, and all that is different, each row with the lowest role that may be
 /// told.
-void fillRecord(pbcommon::Change& record, const PbUtility::Requester& requester,
+void fillRecord(pbcommon::Change& record, const pbcommon::Requester& requester,
                 std::span<const Assignment> assignments, std::span<const Effect> effects);
 
 }  // namespace AppConfig

@@ -1,5 +1,5 @@
-#ifndef CONFIG_STORE_DETAILS_H
-#define CONFIG_STORE_DETAILS_H
+#ifndef CONFIG_MODEL_DETAILS_H
+#define CONFIG_MODEL_DETAILS_H
 
 #include <array>
 #include <string>

@@ -1,5 +1,5 @@
-#ifndef CONFIG_STORE_AUDIENCE_H
-#define CONFIG_STORE_AUDIENCE_H
+#ifndef CONFIG_REQUESTS_AUDIENCE_H
+#define CONFIG_REQUESTS_AUDIENCE_H
 
 #include <string>
 #include <string_view>

@@ -1,5 +1,5 @@
-#ifndef CONFIG_STORE_VALUE_H
-#define CONFIG_STORE_VALUE_H
+#ifndef CONFIG_MODEL_VALUE_H
+#define CONFIG_MODEL_VALUE_H
 
 #include <string>
 #include <string_view>

@@ -1,4 +1,4 @@
-#include "requests.h"
+#include "requests/requests.h"
 
 #include <cxxabi.h>
 
@@ -10,11 +10,11 @@
 #include <typeinfo>
 
 #include "address.h"
-#include "audience.h"
 #include "clientlimits.h"
-#include "configstore.h"
+#include "model/aspects.h"
 #include "names.h"
-#include "settings.h"
+#include "requests/audience.h"
+#include "store/configstore.h"
 
 namespace AppConfig {
 
@@ -133,7 +133,7 @@ private:
 
 void ConfigRequests::dispatchingBegins() { m_store.settle(); }
 
-PbUtility::Answer ConfigRequests::handle(const PbUtility::Requester& requester,
+PbUtility::Answer ConfigRequests::handle(const pbcommon::Requester& requester,
                                          const pbcommon::Request& request, pbcommon::Reply& reply,
                                          PbUtility::Client& client) {
     switch (request.body_case()) {
@@ -177,7 +177,7 @@ eErrorT ConfigRequests::commit(PbUtility::Publisher& publisher, pbcommon::Reply&
 }
 
 /// The variable that is asked for, if the requester may see it; else the reply is a refusal.
-const Cell* ConfigRequests::find(const PbUtility::Requester& requester,
+const Cell* ConfigRequests::find(const pbcommon::Requester& requester,
                                  const pbcommon::Address& address, pbcommon::Reply& reply) {
     const Cell* const cell = m_store.read(requester, viewOf(address));
     if (cell == nullptr) {
@@ -186,7 +186,7 @@ const Cell* ConfigRequests::find(const PbUtility::Requester& requester,
     return cell;
 }
 
-void ConfigRequests::get(const PbUtility::Requester& requester, const pbcommon::Get& get,
+void ConfigRequests::get(const pbcommon::Requester& requester, const pbcommon::Get& get,
                          pbcommon::Reply& reply) {
     if (const Cell* const cell = find(requester, get.address(), reply)) {
         const bool bRevealed = get.reveal() && requester.role >= kAdmin;
@@ -194,7 +194,7 @@ void ConfigRequests::get(const PbUtility::Requester& requester, const pbcommon::
     }
 }
 
-void ConfigRequests::describe(const PbUtility::Requester& requester,
+void ConfigRequests::describe(const pbcommon::Requester& requester,
                               const pbcommon::Describe& describe, pbcommon::Reply& reply) {
     if (const Cell* const cell = find(requester, describe.address(), reply)) {
         pbcommon::Variable& variable = *reply.add_variable();
@@ -203,7 +203,7 @@ void ConfigRequests::describe(const PbUtility::Requester& requester,
     }
 }
 
-PbUtility::Answer ConfigRequests::set(const PbUtility::Requester& requester,
+PbUtility::Answer ConfigRequests::set(const pbcommon::Requester& requester,
                                       const pbcommon::Set& set, pbcommon::Reply& reply) {
     if (set.assignment_size() > pbcommon::kMaxAssignments) {
         refuse(reply, kOutOfRange, ERR_TOO_MANY_ASSIGNMENTS);
@@ -242,7 +242,7 @@ PbUtility::Answer ConfigRequests::set(const PbUtility::Requester& requester,
     return PbUtility::Answer::kUncommitted;
 }
 
-void ConfigRequests::showRefused(const PbUtility::Requester& requester, const Proposal& refused,
+void ConfigRequests::showRefused(const pbcommon::Requester& requester, const Proposal& refused,
                                  pbcommon::Reply& reply) {
     const Cell* const cell = m_store.find(refused.address);
     if (cell != nullptr && requester.role >= cell->access.read) {
@@ -253,7 +253,7 @@ void ConfigRequests::showRefused(const PbUtility::Requester& requester, const Pr
     }
 }
 
-void ConfigRequests::watch(const PbUtility::Requester& requester, const pbcommon::Watch& watch,
+void ConfigRequests::watch(const pbcommon::Requester& requester, const pbcommon::Watch& watch,
                            pbcommon::Reply& reply, PbUtility::Client& client) {
     Database& database = m_store.database();
     const std::uint64_t nNewest = database.newest();
@@ -277,8 +277,8 @@ void ConfigRequests::watch(const PbUtility::Requester& requester, const pbcommon
     }
 }
 
-void ConfigRequests::history(const PbUtility::Requester& requester,
-                             const pbcommon::History& history, pbcommon::Reply& reply) {
+void ConfigRequests::history(const pbcommon::Requester& requester, const pbcommon::History& history,
+                             pbcommon::Reply& reply) {
     Database& database = m_store.database();
     const std::uint64_t nNewest = database.newest();
     const std::uint64_t nBefore = history.has_before() ? history.before() : nNewest + 1;
@@ -291,7 +291,7 @@ void ConfigRequests::history(const PbUtility::Requester& requester,
     }
 }
 
-void ConfigRequests::readPage(const PbUtility::Requester& requester, const std::string& sPattern,
+void ConfigRequests::readPage(const pbcommon::Requester& requester, const std::string& sPattern,
                               std::uint32_t nLimit, std::uint64_t nFrom, std::uint64_t nTo,
                               Database::Order order, pbcommon::Reply& reply) {
     const Audience audience(m_store, requester.role, Audience::Hears::kHistory);
@@ -303,7 +303,7 @@ void ConfigRequests::readPage(const PbUtility::Requester& requester, const std::
     }
 }
 
-void ConfigRequests::why(const PbUtility::Requester& requester, const pbcommon::Why& why,
+void ConfigRequests::why(const pbcommon::Requester& requester, const pbcommon::Why& why,
                          pbcommon::Reply& reply) {
     const Cell* const cell = find(requester, why.address(), reply);
     if (cell == nullptr) {
@@ -317,7 +317,7 @@ void ConfigRequests::why(const PbUtility::Requester& requester, const pbcommon::
     explain(requester, *cell, pbcommon::ACCESS, *reply.add_reason());
 }
 
-void ConfigRequests::explain(const PbUtility::Requester& requester, const Cell& cell,
+void ConfigRequests::explain(const pbcommon::Requester& requester, const Cell& cell,
                              pbcommon::Aspect aspect, pbcommon::Reason& reason) {
     reason.set_aspect(aspect);
     fillShown(*reason.mutable_now(), cell, present(cell, static_cast<std::size_t>(aspect)));
@@ -335,7 +335,7 @@ void ConfigRequests::explain(const PbUtility::Requester& requester, const Cell& 
         });
 }
 
-void ConfigRequests::list(const PbUtility::Requester& requester, const pbcommon::List& list,
+void ConfigRequests::list(const pbcommon::Requester& requester, const pbcommon::List& list,
                           pbcommon::Reply& reply) const {
     std::size_t nBytes = 0;
     std::uint32_t nNext = 0;  // counts what the role may see: the rest leaves no trace in it

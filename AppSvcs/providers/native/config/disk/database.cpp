@@ -1,13 +1,13 @@
-#include "database.h"
+#include "disk/database.h"
 
 #include <algorithm>
 #include <optional>
 
-#include "details.h"
-#include "layout.h"
+#include "disk/layout.h"
+#include "disk/secrethistory.h"
 #include "logmsg.h"
+#include "model/details.h"
 #include "names.h"
-#include "secrethistory.h"
 
 namespace AppConfig {
 

@@ -1,4 +1,4 @@
-#include "layout.h"
+#include "disk/layout.h"
 
 #include <algorithm>
 #include <cstddef>
@@ -7,7 +7,7 @@
 #include <span>
 #include <string>
 
-#include "sqlite.h"
+#include "disk/sqlite.h"
 
 namespace AppConfig {
 

@@ -1,9 +1,9 @@
-#include "record.h"
+#include "model/record.h"
 
 #include <chrono>
 #include <cstdint>
 
-#include "settings.h"
+#include "model/aspects.h"
 
 namespace AppConfig {
 
@@ -43,7 +43,7 @@ void fill(pbcommon::Effect& message, const Effect& effect) {
 
 }  // namespace
 
-void fillRecord(pbcommon::Change& record, const PbUtility::Requester& requester,
+void fillRecord(pbcommon::Change& record, const pbcommon::Requester& requester,
                 std::span<const Assignment> assignments, std::span<const Effect> effects) {
     record.Clear();
     record.set_time_us(nowMicroseconds());

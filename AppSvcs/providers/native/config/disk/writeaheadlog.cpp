@@ -1,4 +1,4 @@
-#include "writeaheadlog.h"
+#include "disk/writeaheadlog.h"
 
 #include <cstddef>
 #include <cstdint>

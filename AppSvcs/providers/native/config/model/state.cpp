@@ -1,4 +1,4 @@
-#include "state.h"
+#include "model/state.h"
 
 #include <algorithm>
 #include <cstdint>

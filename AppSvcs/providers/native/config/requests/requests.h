@@ -1,10 +1,10 @@
-#ifndef CONFIG_STORE_REQUESTS_H
-#define CONFIG_STORE_REQUESTS_H
+#ifndef CONFIG_REQUESTS_REQUESTS_H
+#define CONFIG_REQUESTS_REQUESTS_H
 
 #include <cstdint>
 #include <string>
 
-#include "database.h"
+#include "disk/database.h"
 #include "messages.pb.h"
 #include "requesthandler.h"
 
@@ -21,35 +21,35 @@ public:
     explicit ConfigRequests(ConfigStore& store) : m_store(store) {}
 
     void dispatchingBegins() override;
-    [[nodiscard]] PbUtility::Answer handle(const PbUtility::Requester& requester,
+    [[nodiscard]] PbUtility::Answer handle(const pbcommon::Requester& requester,
                                            const pbcommon::Request& request, pbcommon::Reply& reply,
                                            PbUtility::Client& client) override;
     [[nodiscard]] eErrorT commit(PbUtility::Publisher& publisher,
                                  pbcommon::Reply& failure) override;
 
 private:
-    [[nodiscard]] const Cell* find(const PbUtility::Requester& requester,
+    [[nodiscard]] const Cell* find(const pbcommon::Requester& requester,
                                    const pbcommon::Address& address, pbcommon::Reply& reply);
-    void showRefused(const PbUtility::Requester& requester, const Proposal& refused,
+    void showRefused(const pbcommon::Requester& requester, const Proposal& refused,
                      pbcommon::Reply& reply);
-    void get(const PbUtility::Requester& requester, const pbcommon::Get& get,
+    void get(const pbcommon::Requester& requester, const pbcommon::Get& get,
              pbcommon::Reply& reply);
-    void describe(const PbUtility::Requester& requester, const pbcommon::Describe& describe,
+    void describe(const pbcommon::Requester& requester, const pbcommon::Describe& describe,
                   pbcommon::Reply& reply);
-    [[nodiscard]] PbUtility::Answer set(const PbUtility::Requester& requester,
+    [[nodiscard]] PbUtility::Answer set(const pbcommon::Requester& requester,
                                         const pbcommon::Set& set, pbcommon::Reply& reply);
-    void list(const PbUtility::Requester& requester, const pbcommon::List& list,
+    void list(const pbcommon::Requester& requester, const pbcommon::List& list,
               pbcommon::Reply& reply) const;
-    void watch(const PbUtility::Requester& requester, const pbcommon::Watch& watch,
+    void watch(const pbcommon::Requester& requester, const pbcommon::Watch& watch,
                pbcommon::Reply& reply, PbUtility::Client& client);
-    void history(const PbUtility::Requester& requester, const pbcommon::History& history,
+    void history(const pbcommon::Requester& requester, const pbcommon::History& history,
                  pbcommon::Reply& reply);
-    void readPage(const PbUtility::Requester& requester, const std::string& sPattern,
+    void readPage(const pbcommon::Requester& requester, const std::string& sPattern,
                   std::uint32_t nLimit, std::uint64_t nFrom, std::uint64_t nTo,
                   Database::Order order, pbcommon::Reply& reply);
-    void why(const PbUtility::Requester& requester, const pbcommon::Why& why,
+    void why(const pbcommon::Requester& requester, const pbcommon::Why& why,
              pbcommon::Reply& reply);
-    void explain(const PbUtility::Requester& requester, const Cell& cell, pbcommon::Aspect aspect,
+    void explain(const pbcommon::Requester& requester, const Cell& cell, pbcommon::Aspect aspect,
                  pbcommon::Reason& reason);
 
     ConfigStore& m_store;

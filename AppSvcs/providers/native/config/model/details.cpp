@@ -1,12 +1,12 @@
-#include "details.h"
+#include "model/details.h"
 
 #include <algorithm>
 #include <cstdio>
 #include <string_view>
 #include <tuple>
 
+#include "model/aspects.h"
 #include "names.h"
-#include "settings.h"
 
 namespace AppConfig {
 

@@ -1,11 +1,11 @@
-#ifndef CONFIG_STORE_SETTINGS_H
-#define CONFIG_STORE_SETTINGS_H
+#ifndef CONFIG_MODEL_ASPECTS_H
+#define CONFIG_MODEL_ASPECTS_H
 
 #include <optional>
 #include <string>
 
 #include "messages.pb.h"
-#include "state.h"
+#include "model/state.h"
 
 namespace AppConfig {
 

@@ -1,5 +1,5 @@
-#ifndef CONFIG_STORE_SQLITE_H
-#define CONFIG_STORE_SQLITE_H
+#ifndef CONFIG_DISK_SQLITE_H
+#define CONFIG_DISK_SQLITE_H
 
 #include <sqlite3.h>
 

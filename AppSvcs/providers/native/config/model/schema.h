@@ -1,5 +1,5 @@
-#ifndef CONFIG_STORE_SCHEMA_H
-#define CONFIG_STORE_SCHEMA_H
+#ifndef CONFIG_MODEL_SCHEMA_H
+#define CONFIG_MODEL_SCHEMA_H
 
 #include <deque>
 #include <string>

@@ -1,4 +1,4 @@
-#include "settings.h"
+#include "model/aspects.h"
 
 #include <algorithm>
 #include <array>
@@ -6,8 +6,8 @@
 #include <utility>
 #include <variant>
 
+#include "model/value.h"
 #include "names.h"
-#include "value.h"
 
 namespace AppConfig {
 

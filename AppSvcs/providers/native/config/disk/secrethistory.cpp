@@ -1,4 +1,4 @@
-#include "secrethistory.h"
+#include "disk/secrethistory.h"
 
 #include <algorithm>
 #include <iterator>

@@ -1,8 +1,8 @@
-#include "audience.h"
+#include "requests/audience.h"
 
 #include "address.h"
-#include "configstore.h"
-#include "settings.h"
+#include "model/aspects.h"
+#include "store/configstore.h"
 
 namespace AppConfig {
 
