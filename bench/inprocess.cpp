@@ -42,13 +42,13 @@ void switchRecentCalls(State& state) {
         for (const char* const value : {"false", "true"}) {
             const AppConfig::Proposal proposals[] = {
                 {.address = {"uicontrol.apps.recentcalls", 0, "enabled", 0}, .sValue = value}};
-            const AppConfig::Verdict verdict = store.change(
-                requester, proposals, AppConfig::Mode::kCommit, [](const AppConfig::Verdict&) {});
-            if (verdict.change->effect_size() < 2 ||
-                store.commit([](const pbcommon::Change&) {}) != kNoError) {
+            AppConfig::Transaction change = store.begin(requester, AppConfig::Mode::kCommit);
+            if (change.apply(proposals).code != kNoError || change.record().effect_size() < 2 ||
+                change.keep() == 0 || store.commit() != kNoError) {
                 state.SkipWithError("no cascade");
                 return;
             }
+            store.release();
         }
     }
 }
@@ -144,7 +144,7 @@ std::vector<Figure> measureInProcess(const HomesT& homes) {
     logmsg_init(0, "AppConfig");
     useHome(homes.sMemory + "/inprocess");
     AppConfigProvider::AppConfigServiceProvider::getInstance()->initialize();
-    AppConfig::Service::process().store().settle();
+    AppConfig::Service::process().store().commitServiceWrites();
     enlist("valid", validateListeningPort);
     enlist("cascade", switchRecentCalls);
     Collector collector;

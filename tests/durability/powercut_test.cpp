@@ -83,7 +83,7 @@ protected:
             stop();
             m_provider.reset(AppConfigProvider::AppConfigServiceProvider::getInstance());
             m_provider->initialize();
-            Service::process().store().settle();
+            Service::process().store().commitServiceWrites();
             return kNoError;
         }
         PbUtility::RequestHandler& handler = Service::process().requests();

@@ -60,7 +60,7 @@ protected:
             nRegistrations += handlers.consumers.size() + (handlers.provider == nullptr ? 0 : 1);
         }
         EXPECT_EQ(nRegistrations, 15U) << "the schema lacks a variable";
-        AppConfig::Service::process().store().settle();
+        AppConfig::Service::process().store().commitServiceWrites();
     }
     pbcommon::Reply ask(const pbcommon::Request& request) {
         return m_others.ask(AppConfig::Service::process().requests(),

@@ -23,6 +23,9 @@ struct AddressView {
     int nVarInstance = 0;
 };
 
+/// As it is written, for a log record: it may be anybody's text.
+[[nodiscard]] std::string printable(const AddressView& address);
+
 /// Lowest roles that may see and change a variable.
 struct AccessLevel {
     SecurityRole read = kUser;

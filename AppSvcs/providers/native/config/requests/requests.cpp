@@ -22,7 +22,7 @@ namespace {
 
 /// A page of a listing ends behind this; the longest variable still fits into the frame.
 constexpr std::size_t kPageBytes = pbcommon::kMaxMessageBytes / 4;
-constexpr std::size_t kEnvelopeBytes = 64;   ///< of what an answer to a change has besides
+constexpr std::size_t kRevisionBytes = 16;   ///< of a revision in an answer, at most
 constexpr std::size_t kMaxShownBytes = 200;  ///< of a refused value
 /// Changes that one request looks through: the next one continues, and others come in between.
 constexpr int kMaxScanned = 500;
@@ -131,7 +131,7 @@ private:
 
 }  // namespace
 
-void ConfigRequests::dispatchingBegins() { m_store.settle(); }
+void ConfigRequests::dispatchingBegins() { m_store.commitServiceWrites(); }
 
 PbUtility::Answer ConfigRequests::handle(const pbcommon::Requester& requester,
                                          const pbcommon::Request& request, pbcommon::Reply& reply,
@@ -164,15 +164,17 @@ PbUtility::Answer ConfigRequests::handle(const pbcommon::Requester& requester,
 }
 
 eErrorT ConfigRequests::commit(PbUtility::Publisher& publisher, pbcommon::Reply& failure) {
-    const eErrorT result = m_store.commit([&](const pbcommon::Change& change) {
-        publisher.publish([&](const PbUtility::Watcher& watcher, pbcommon::Reply& message) {
-            return Audience(m_store, watcher.role, Audience::Hears::kNews)
-                .tell(change, watcher.sPattern, *message.mutable_change());
-        });
-    });
+    const eErrorT result = m_store.commit();
     if (result != kNoError) {
         refuse(failure, result, ERR_NOT_STORED);
     }
+    for (const Committed& committed : m_store.committed()) {
+        publisher.publish([&](const PbUtility::Watcher& watcher, pbcommon::Reply& message) {
+            return Audience(m_store, watcher.role, Audience::Hears::kNews)
+                .tell(committed.change, watcher.sPattern, *message.mutable_change());
+        });
+    }
+    m_store.release();
     return result;
 }
 
@@ -214,32 +216,40 @@ PbUtility::Answer ConfigRequests::set(const pbcommon::Requester& requester,
         proposals.push_back(
             {.address = viewOf(assignment.address()), .sValue = assignment.value()});
     }
-    const Mode mode = set.dry_run() ? Mode::kRehearse : Mode::kCommit;
-    const Verdict verdict =
-        m_store.change(requester, proposals, mode, [&](const Verdict& accepted) {
-            for (const Assignment& assignment : accepted.assignments) {
-                showAssigned(assignment, reply);
-            }
-            Audience(m_store, requester.role, Audience::Hears::kNews)
-                .tell(*accepted.change, *reply.mutable_effect());
-            return reply.ByteSizeLong() + kEnvelopeBytes <= pbcommon::kMaxMessageBytes;
-        });
+    Transaction change = m_store.begin(requester, set.dry_run() ? Mode::kRehearse : Mode::kCommit);
+    const Verdict verdict = change.apply(proposals);
     if (verdict.code != kNoError) {
-        reply.Clear();
+        refuseSet(requester, proposals, verdict, reply);
+        return PbUtility::Answer::kFinal;
     }
-    reply.set_code(static_cast<pbcommon::ErrorCode>(verdict.code));
-    reply.mutable_tag()->Assign(verdict.tags.begin(), verdict.tags.end());
+    for (const Assignment& assignment : verdict.assignments) {
+        showAssigned(assignment, reply);
+    }
+    Audience(m_store, requester.role, Audience::Hears::kNews)
+        .tell(change.record(), *reply.mutable_effect());
     reply.set_reboot_needed(verdict.bRebootNeeded);
-    if (verdict.failed) {
-        reply.set_failed(static_cast<std::uint32_t>(*verdict.failed));
-        showRefused(requester, proposals[*verdict.failed], reply);
+    if (reply.ByteSizeLong() + kRevisionBytes > pbcommon::kMaxMessageBytes) {
+        reply.Clear();
+        refuseSet(requester, proposals, change.refuseAnswer(proposals.front()), reply);
+        return PbUtility::Answer::kFinal;
     }
-    const std::uint64_t nRevision = verdict.change == nullptr ? 0 : verdict.change->revision();
+    const std::uint64_t nRevision = change.keep();
     if (nRevision == 0) {
         return PbUtility::Answer::kFinal;
     }
     reply.set_revision(nRevision);
     return PbUtility::Answer::kUncommitted;
+}
+
+void ConfigRequests::refuseSet(const pbcommon::Requester& requester,
+                               std::span<const Proposal> proposals, const Verdict& verdict,
+                               pbcommon::Reply& reply) {
+    reply.set_code(static_cast<pbcommon::ErrorCode>(verdict.code));
+    reply.mutable_tag()->Assign(verdict.tags.begin(), verdict.tags.end());
+    if (verdict.failed) {
+        reply.set_failed(static_cast<std::uint32_t>(*verdict.failed));
+        showRefused(requester, proposals[*verdict.failed], reply);
+    }
 }
 
 void ConfigRequests::showRefused(const pbcommon::Requester& requester, const Proposal& refused,

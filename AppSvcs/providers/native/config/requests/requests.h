@@ -2,6 +2,7 @@
 #define CONFIG_REQUESTS_REQUESTS_H
 
 #include <cstdint>
+#include <span>
 #include <string>
 
 #include "disk/database.h"
@@ -13,6 +14,7 @@ namespace AppConfig {
 class ConfigStore;
 struct Cell;
 struct Proposal;
+struct Verdict;
 
 /// Puts the messages of the requesters to the store and its answers into messages. Dispatcher's
 /// thread.
@@ -30,6 +32,8 @@ public:
 private:
     [[nodiscard]] const Cell* find(const pbcommon::Requester& requester,
                                    const pbcommon::Address& address, pbcommon::Reply& reply);
+    void refuseSet(const pbcommon::Requester& requester, std::span<const Proposal> proposals,
+                   const Verdict& verdict, pbcommon::Reply& reply);
     void showRefused(const pbcommon::Requester& requester, const Proposal& refused,
                      pbcommon::Reply& reply);
     void get(const pbcommon::Requester& requester, const pbcommon::Get& get,

@@ -1,0 +1,52 @@
+#ifndef CONFIG_STORE_PENDING_H
+#define CONFIG_STORE_PENDING_H
+
+#include <cstddef>
+#include <cstdint>
+#include <span>
+#include <vector>
+
+#include "disk/database.h"
+#include "model/state.h"
+
+namespace AppConfig {
+
+/// Changes that hold in memory and wait for one commit. Their records' memory is used again.
+class Pending {
+public:
+    /// @param database  borrowed
+    explicit Pending(Database& database) : m_database(database) {}
+
+    Pending(const Pending&) = delete;
+    Pending& operator=(const Pending&) = delete;
+
+    [[nodiscard]] bool empty() const { return m_nWaiting == 0; }
+    /// To be filled with the next change; the same one until add() or drop(). Its address holds as
+    /// long.
+    [[nodiscard]] pbcommon::Change& next();
+    /// The one from next() waits from now on. @param effects  all that it has made different
+    /// @return its revision
+    std::uint64_t add(std::span<const Effect> effects);
+    /// The one from next() comes to nothing: if it is large its memory is freed.
+    void drop();
+
+    /// Makes all that wait durable at once. Nothing waits afterwards.
+    /// @return kNoError; kWriteError (logged; none of them is kept)
+    [[nodiscard]] eErrorT commit();
+    /// Those that the last commit() has made durable; valid until release().
+    [[nodiscard]] std::span<const Committed> committed() const {
+        return {m_records.data(), m_nCommitted};
+    }
+    /// Everybody has been told of them.
+    void release();
+
+private:
+    Database& m_database;
+    std::vector<Committed> m_records;  ///< those that wait, then some to be used again
+    std::size_t m_nWaiting = 0;
+    std::size_t m_nCommitted = 0;
+};
+
+}  // namespace AppConfig
+
+#endif

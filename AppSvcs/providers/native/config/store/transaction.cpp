@@ -1,0 +1,163 @@
+#include "store/transaction.h"
+
+#include <algorithm>
+#include <utility>
+
+#include "clientlimits.h"
+#include "logmsg.h"
+#include "model/value.h"
+#include "names.h"
+
+namespace AppConfig {
+
+namespace {
+
+Verdict refusal(eErrorT code, const char* tag) { return {.code = code, .tags = {tag}}; }
+
+bool isOffered(const Cell& cell, std::string_view sValue) {
+    return cell.row->kind() != pbcommon::ENUMERATION ||
+           std::find(cell.offered.begin(), cell.offered.end(), sValue) != cell.offered.end();
+}
+
+}  // namespace
+
+void logRefusal(const pbcommon::Requester& requester, const AddressView& address,
+                const Verdict& verdict) {
+    std::string sReason = pbcommon::describeCode(verdict.code);
+    for (const std::string& sTag : verdict.tags) {
+        sReason += " " + sTag;
+    }
+    logwarn("cfgCommon", "refused %s to %s: %s\n", printable(address).c_str(),
+            describe(requester).c_str(), sReason.c_str());
+}
+
+Transaction::Transaction(const Ground& ground, const pbcommon::Requester& requester, Mode mode,
+                         std::size_t mark)
+    : m_ground(ground), m_requester(requester), m_mode(mode), m_mark(mark) {
+    if (m_mode == Mode::kRehearse) {
+        loginfo("cfgCommon", "rehearsal begins for %s: nothing of it stays\n",
+                describe(m_requester).c_str());
+    }
+}
+
+Transaction::~Transaction() {
+    if (!m_bKept) {
+        m_ground.cascade.clear();
+        m_ground.state.rollBack(m_mark);
+        m_ground.pending.drop();
+    }
+    if (m_mode == Mode::kRehearse) {
+        loginfo("cfgCommon", "rehearsal ends for %s\n", describe(m_requester).c_str());
+    }
+}
+
+Verdict Transaction::apply(std::span<const Proposal> proposals) {
+    Verdict verdict = applyAll(proposals);
+    if (verdict.code == kNoError && !fillAndMeasure(verdict.assignments)) {
+        return refuseAnswer(proposals.front());
+    }
+    if (verdict.code != kNoError) {
+        logRefusal(m_requester, proposals[*verdict.failed].address, verdict);
+    }
+    return verdict;
+}
+
+Verdict Transaction::adopt() {
+    if (!m_ground.cascade.run()) {
+        return refusal(kServerError, ERR_CASCADE_TOO_LONG);
+    }
+    if (!fillAndMeasure({})) {
+        logcrit("cfgCommon", "what the service writes by itself is too long to be kept\n");
+        return refusal(kOutOfRange, ERR_ANSWER_TOO_LONG);
+    }
+    return {};
+}
+
+Verdict Transaction::applyAll(std::span<const Proposal> proposals) {
+    Verdict all;
+    for (const Proposal& proposal : proposals) {
+        Verdict verdict = apply(proposal, all.assignments);
+        if (verdict.code != kNoError) {
+            verdict.failed = static_cast<std::size_t>(&proposal - proposals.data());
+            return verdict;
+        }
+        all.bRebootNeeded |= verdict.bRebootNeeded;
+    }
+    return all;
+}
+
+Verdict Transaction::apply(const Proposal& proposal, std::vector<Assignment>& assignments) {
+    Cell* const cell = m_ground.state.find(proposal.address);
+    if (cell == nullptr || m_requester.role < cell->access.read) {
+        return refusal(kItemNotFound, ERR_UNKNOWN_VARIABLE);
+    }
+    if (m_requester.role < cell->access.write) {
+        return refusal(kNotAuthorized, ERR_READ_ONLY);
+    }
+    if (const char* const tag = proposalRefusal(*cell->row, proposal.sValue)) {
+        return refusal(kBadParameter, tag);
+    }
+    ConfigResult result;
+    result.setServerContext(describe(m_requester));
+    result.setClientName(m_requester.sClient);
+    Notification notification{.cell = cell,
+                              .sValue = std::string(proposal.sValue),
+                              .role = m_requester.role,
+                              .sContext = m_requester.sClient,
+                              .result = std::move(result)};
+    return proposeAndStore(*cell, std::move(notification), assignments);
+}
+
+/// A proposal that is not a value of its kind reaches the provider as it came in.
+Verdict Transaction::proposeAndStore(Cell& cell, Notification notification,
+                                     std::vector<Assignment>& assignments) {
+    ConfigResult& result = notification.result;
+    const char* const tag = canonicalise(*cell.row, notification.sValue, notification.sValue);
+    ProviderConfigHandler* const provider = m_ground.handlers.of(cell).provider;
+    if (provider != nullptr &&
+        !provider->isValid(cell.row->node(), cell.nNodeInstance, cell.row->name(),
+                           cell.nVarInstance, {notification.sValue}, notification.role, result)) {
+        // a provider that names no reason still refuses
+        const eErrorT code = result.getErrorCode() == kNoError ? kRejected : result.getErrorCode();
+        return {.code = code, .tags = result.getErrorTags()};
+    }
+    if (tag != nullptr) {
+        return refusal(kBadParameter, tag);
+    }
+    if (!isOffered(cell, notification.sValue)) {
+        return refusal(kBadParameter, ERR_NOT_OFFERED);
+    }
+    const bool bRebootNeeded = result.getIsRebootNeeded();
+    m_ground.state.setCause({.call = Cause::kRequest});
+    m_ground.state.setValue(cell, notification.sValue);
+    assignments.push_back({.cell = &cell, .sValue = notification.sValue});
+    m_ground.cascade.add(std::move(notification));
+    if (!m_ground.cascade.run()) {
+        return refusal(kServerError, ERR_CASCADE_TOO_LONG);
+    }
+    return {.bRebootNeeded = bRebootNeeded};
+}
+
+bool Transaction::fillAndMeasure(std::span<const Assignment> assignments) {
+    m_effects = m_ground.state.effects(m_mark);
+    m_record = &m_ground.pending.next();
+    fillRecord(*m_record, m_requester, assignments, m_effects);
+    return m_record->ByteSizeLong() <= pbcommon::kMaxChangeBytes;
+}
+
+Verdict Transaction::refuseAnswer(const Proposal& first) const {
+    Verdict verdict = refusal(kOutOfRange, ERR_ANSWER_TOO_LONG);
+    logRefusal(m_requester, first.address, verdict);
+    return verdict;
+}
+
+std::uint64_t Transaction::keep() {
+    if (m_mode == Mode::kRehearse || m_effects.empty()) {
+        return 0;
+    }
+    const std::uint64_t nRevision = m_ground.pending.add(m_effects);
+    m_bKept = true;
+    return nRevision;
+}
+
+}  // namespace AppConfig

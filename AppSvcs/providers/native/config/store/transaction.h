@@ -1,0 +1,115 @@
+#ifndef CONFIG_STORE_TRANSACTION_H
+#define CONFIG_STORE_TRANSACTION_H
+
+#include <cstddef>
+#include <cstdint>
+#include <list>
+#include <optional>
+#include <span>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "model/record.h"
+#include "model/state.h"
+#include "requester.h"
+#include "store/cascade.h"
+#include "store/handlers.h"
+#include "store/pending.h"
+
+namespace AppConfig {
+
+/// What the store itself answers a requester, each with a tag of its own, besides those of a value.
+inline constexpr const char* ERR_UNKNOWN_VARIABLE = "ERR_UNKNOWN_VARIABLE";
+inline constexpr const char* ERR_READ_ONLY = "ERR_READ_ONLY";
+inline constexpr const char* ERR_NOT_OFFERED = "ERR_NOT_OFFERED";
+inline constexpr const char* ERR_CASCADE_TOO_LONG = "ERR_CASCADE_TOO_LONG";
+inline constexpr const char* ERR_NOT_STORED = "ERR_NOT_STORED";
+inline constexpr const char* ERR_ANSWER_TOO_LONG = "ERR_ANSWER_TOO_LONG";
+
+/// A proposed value, as it came in.
+struct Proposal {
+    AddressView address;
+    std::string_view sValue;
+};
+
+/// Outcome of a request to change variables.
+struct Verdict {
+    eErrorT code = kNoError;
+    std::list<std::string> tags{};
+    bool bRebootNeeded = false;
+    std::optional<std::size_t> failed{};    ///< the proposal that was refused, when one alone was
+    std::vector<Assignment> assignments{};  ///< of an accepted change, in the order proposed
+};
+
+enum class Mode {
+    kCommit,
+    kRehearse,  ///< everything runs as for a change, and is never kept
+};
+
+/// Writes a refusal into the log: to whom, of which variable, and why.
+void logRefusal(const pbcommon::Requester& requester, const AddressView& address,
+                const Verdict& verdict);
+
+/// A change under way: what it does holds in memory while this lives, and is undone with it unless
+/// it is kept; also when an exception passes through. One at a time. Threads as AppCfgManager.
+class Transaction {
+public:
+    /// What it works on; borrowed.
+    struct Ground {
+        State& state;
+        const HandlerTable& handlers;
+        Cascade& cascade;
+        Pending& pending;
+    };
+
+    /// @param requester  borrowed
+    /// @param mark       of the state: what has been done since then belongs to it
+    Transaction(const Ground& ground, const pbcommon::Requester& requester, Mode mode,
+                std::size_t mark);
+    ~Transaction();
+
+    Transaction(const Transaction&) = delete;
+    Transaction& operator=(const Transaction&) = delete;
+
+    /// Applies the proposals in order until one is refused, each with all that follows from it:
+    ///
+    /// 1. the variable exists and the requester may see it, and may change it;
+    /// 2. the proposal can be a value at all;
+    /// 3. the provider, if there is one, finds it valid: its reasons come before the store's;
+    /// 4. it is a value of the variable's kind, and offered now;
+    /// 5. it is stored in canonical form, and the cascade runs.
+    ///
+    /// Called once. A refusal has been logged when it returns.
+    [[nodiscard]] Verdict apply(std::span<const Proposal> proposals);
+    /// Makes what the service has written by itself a change, with all that follows from it.
+    [[nodiscard]] Verdict adopt();
+
+    /// Of an accepted change: complete but for its revision. Valid until keep(), or this ends.
+    [[nodiscard]] const pbcommon::Change& record() const { return *m_record; }
+    /// Refuses it after all, since its answer does not fit into a message. Logged.
+    [[nodiscard]] Verdict refuseAnswer(const Proposal& first) const;
+    /// Lets an accepted change wait for the commit.
+    /// @return its revision; 0: it has made nothing different, or is a rehearsal
+    std::uint64_t keep();
+
+private:
+    [[nodiscard]] Verdict applyAll(std::span<const Proposal> proposals);
+    [[nodiscard]] Verdict apply(const Proposal& proposal, std::vector<Assignment>& assignments);
+    [[nodiscard]] Verdict proposeAndStore(Cell& cell, Notification notification,
+                                          std::vector<Assignment>& assignments);
+    /// @return whether all that tells of it later has room for it
+    [[nodiscard]] bool fillAndMeasure(std::span<const Assignment> assignments);
+
+    const Ground m_ground;
+    const pbcommon::Requester& m_requester;
+    const Mode m_mode;
+    const std::size_t m_mark;
+    std::vector<Effect> m_effects;
+    pbcommon::Change* m_record = nullptr;
+    bool m_bKept = false;
+};
+
+}  // namespace AppConfig
+
+#endif
