@@ -3,6 +3,7 @@
 #include <set>
 
 #include "frame.h"
+#include "nomemory.h"
 #include "storefixture.h"
 
 namespace {
@@ -208,6 +209,23 @@ TEST_F(Store, KeepsAllOldValuesWhenAProviderRefusesEvenWithoutACode) {
     EXPECT_EQ(set(kUser, {{"text", "x"}, {"open", "true"}}),
               "kRejected (-51) ERR_OURS n.open=true failed 1");
     EXPECT_EQ(value("text") + value("open"), "false");
+}
+
+TEST_F(Store, RefusesAChangeWhoseHandlerHadNoMemoryToCarryItOn) {
+    provide("open", &m_first);
+    m_first.reaction = [this](const std::string&) {
+        const std::string sLong(1000, 'x');
+        gNoMemory = true;
+        const eErrorT result = write("text", sLong);
+        gNoMemory = false;
+        EXPECT_EQ(result, kOutOfMemory);
+        EXPECT_EQ(write("other", "true"), kNoError);
+    };
+    EXPECT_EQ(set(kUser, {{"open", "true"}}), "kOutOfMemory (-2) n.open=true failed 0");
+    EXPECT_EQ(value("open") + value("other") + value("text"), "falsefalse");
+    EXPECT_EQ(m_log.count("<2>test: hd[0]: cfgCommon: cannot set a value: out of memory"), 1U);
+    m_first.reaction = [](const std::string&) {};
+    EXPECT_EQ(set(kUser, {{"open", "true"}}), "kNoError (0) n.open=true reboot");
 }
 
 TEST_F(Store, EndsACascadeThatChasesItself) {

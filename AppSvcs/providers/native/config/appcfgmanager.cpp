@@ -24,6 +24,21 @@ eErrorT guarded(const char* name, Operation operation) noexcept {
     }
 }
 
+/// The same for what a handler does within a change, which is refused then.
+template <typename Operation>
+eErrorT guarded(AppConfig::ConfigStore& store, const char* name, Operation operation) noexcept {
+    bool bThrown = true;
+    const eErrorT result = guarded(name, [&] {
+        const eErrorT code = operation();
+        bThrown = false;
+        return code;
+    });
+    if (bThrown) {
+        store.fault(result);
+    }
+    return result;
+}
+
 }  // namespace
 
 namespace AppConfig {
@@ -61,7 +76,7 @@ eErrorT AppCfgManager::setPbInterface(PbUtility::PbUtils* pbInterface) {
 std::string AppCfgManager::getConfigVar(const std::string& node, int nodeInstance,
                                         const std::string& var, int varInstance) {
     std::string sValue;
-    (void)guarded("read a value", [&] {
+    (void)guarded(*m_impl, "read a value", [&] {
         const Cell* const cell = m_impl->find({node, nodeInstance, var, varInstance});
         if (cell != nullptr) {
             sValue = cell->sValue;
@@ -87,7 +102,7 @@ int AppCfgManager::getConfigVarInt(const std::string& node, int nodeInstance,
 eErrorT AppCfgManager::setConfigVar(const std::string& node, int nodeInstance,
                                     const std::string& var, int varInstance,
                                     const std::string& value, ConfigResult* result) {
-    return guarded("set a value", [&] {
+    return guarded(*m_impl, "set a value", [&] {
         return m_impl->write({node, nodeInstance, var, varInstance}, value, result);
     });
 }
@@ -95,7 +110,7 @@ eErrorT AppCfgManager::setConfigVar(const std::string& node, int nodeInstance,
 eErrorT AppCfgManager::setConfigVar(const std::string& node, int nodeInstance,
                                     const std::string& var, int varInstance, const char* value,
                                     ConfigResult* result) {
-    return guarded("set a value", [&] {
+    return guarded(*m_impl, "set a value", [&] {
         return m_impl->write({node, nodeInstance, var, varInstance}, value, result);
     });
 }
@@ -103,7 +118,7 @@ eErrorT AppCfgManager::setConfigVar(const std::string& node, int nodeInstance,
 eErrorT AppCfgManager::getConfigDefaultOptions(const std::string& node, int nodeInstance,
                                                const std::string& var, int varInstance,
                                                std::vector<std::string>& options) {
-    return guarded("read options", [&] {
+    return guarded(*m_impl, "read options", [&] {
         const Cell* const cell = m_impl->find({node, nodeInstance, var, varInstance});
         if (cell == nullptr) {
             return kItemNotFound;
@@ -116,7 +131,7 @@ eErrorT AppCfgManager::getConfigDefaultOptions(const std::string& node, int node
 eErrorT AppCfgManager::setConfigOptions(const std::string& node, int nodeInstance,
                                         const std::string& var, int varInstance,
                                         const std::vector<std::string>& options) {
-    return guarded("offer options", [&] {
+    return guarded(*m_impl, "offer options", [&] {
         return m_impl->offer({node, nodeInstance, var, varInstance}, options);
     });
 }
@@ -125,7 +140,7 @@ eErrorT AppCfgManager::setAccessLevels(const std::list<ConfigVar>& vars,
                                        const AppConfig::SecurityRole* roleRead,
                                        const AppConfig::SecurityRole* roleWrite,
                                        std::list<std::pair<ConfigVar, eErrorT>>& errors) {
-    return guarded("set access levels", [&] {
+    return guarded(*m_impl, "set access levels", [&] {
         eErrorT result = kNoError;
         for (ConfigVar var : vars) {  // a copy: the readers are not const
             const eErrorT code = m_impl->grant(

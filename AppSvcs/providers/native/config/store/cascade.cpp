@@ -14,18 +14,18 @@ constexpr int kMaxNotifications = 1024;
 
 }  // namespace
 
-bool Cascade::run() {
+eErrorT Cascade::run() {
     for (int nNotified = 0; !m_queue.empty(); ++nNotified) {
         if (nNotified == kMaxNotifications) {
             logcrit("cfgCommon", "more than %d notifications in one change, the last for %s\n",
                     kMaxNotifications, m_queue.front().cell->sAddress.c_str());
-            return false;
+            return kServerError;
         }
         Notification notification = std::move(m_queue.front());
         m_queue.pop_front();
         notifyHandlers(notification);
     }
-    return true;
+    return std::exchange(m_fault, kNoError);
 }
 
 void Cascade::notifyHandlers(Notification& notification) {

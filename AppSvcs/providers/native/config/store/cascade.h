@@ -5,6 +5,7 @@
 #include <string>
 #include <utility>
 
+#include "ErrTypes.h"
 #include "cfgresult.h"
 #include "model/state.h"
 #include "store/handlers.h"
@@ -32,11 +33,18 @@ public:
 
     void add(Notification notification) { m_queue.push_back(std::move(notification)); }
     /// Notifies the handlers of all that is queued, and of what they store meanwhile.
-    /// @return whether it came to an end; else it has been logged
-    [[nodiscard]] bool run();
+    /// @return kNoError; kServerError (it did not come to an end; logged); the code of a fault
+    [[nodiscard]] eErrorT run();
+    /// A handler's read or write has failed, for lack of memory most likely. Handlers do not look
+    /// at results, so that what they have done since then is worth nothing: run() says so at its
+    /// end.
+    void fault(eErrorT code) { m_fault = code; }
     [[nodiscard]] bool empty() const { return m_queue.empty(); }
-    /// Forgets what is queued.
-    void clear() { m_queue.clear(); }
+    /// Forgets what is queued, and a fault.
+    void clear() {
+        m_queue.clear();
+        m_fault = kNoError;
+    }
 
 private:
     void notifyHandlers(Notification& notification);
@@ -44,6 +52,7 @@ private:
     State& m_state;
     const HandlerTable& m_handlers;
     std::deque<Notification> m_queue;
+    eErrorT m_fault = kNoError;
 };
 
 }  // namespace AppConfig

@@ -102,6 +102,7 @@ eErrorT ConfigStore::commit() {
 void ConfigStore::commitServiceWrites() {
     constexpr std::size_t kAll = 0;
     if (m_cascade.empty() && m_state.mark() == kAll) {
+        m_cascade.clear();
         return;
     }
     const pbcommon::Requester service{

@@ -78,6 +78,8 @@ public:
                                 const std::vector<std::string>& options);
     [[nodiscard]] eErrorT grant(const AddressView& address, const SecurityRole* read,
                                 const SecurityRole* write);
+    /// One of these has thrown: the change under way is refused.
+    void fault(eErrorT code) { m_cascade.fault(code); }
 
 private:
     template <typename Handler>

@@ -14,6 +14,10 @@ namespace {
 
 Verdict refusal(eErrorT code, const char* tag) { return {.code = code, .tags = {tag}}; }
 
+Verdict refusalOfCascade(eErrorT code) {
+    return code == kServerError ? refusal(code, ERR_CASCADE_TOO_LONG) : Verdict{.code = code};
+}
+
 bool isOffered(const Cell& cell, std::string_view sValue) {
     return cell.row->kind() != pbcommon::ENUMERATION ||
            std::find(cell.offered.begin(), cell.offered.end(), sValue) != cell.offered.end();
@@ -63,8 +67,9 @@ Verdict Transaction::apply(std::span<const Proposal> proposals) {
 }
 
 Verdict Transaction::adopt() {
-    if (!m_ground.cascade.run()) {
-        return refusal(kServerError, ERR_CASCADE_TOO_LONG);
+    const eErrorT code = m_ground.cascade.run();
+    if (code != kNoError) {
+        return refusalOfCascade(code);
     }
     if (!fillAndMeasure({})) {
         logcrit("cfgCommon", "what the service writes by itself is too long to be kept\n");
@@ -132,8 +137,9 @@ Verdict Transaction::proposeAndStore(Cell& cell, Notification notification,
     m_ground.state.setValue(cell, notification.sValue);
     assignments.push_back({.cell = &cell, .sValue = notification.sValue});
     m_ground.cascade.add(std::move(notification));
-    if (!m_ground.cascade.run()) {
-        return refusal(kServerError, ERR_CASCADE_TOO_LONG);
+    const eErrorT code = m_ground.cascade.run();
+    if (code != kNoError) {
+        return refusalOfCascade(code);
     }
     return {.bRebootNeeded = bRebootNeeded};
 }
