@@ -104,9 +104,22 @@ std::string rewritten(std::string_view bytes, bool bAsItIs, Form form) {
     return out;
 }
 
+/// How many characters that are the same in every form `text` begins with; most texts are of these.
+std::size_t plainLength(std::string_view text) {
+    const auto* const end = std::find_if_not(
+        text.begin(), text.end(), [](char c) { return c >= ' ' && c <= '~' && c != '\\'; });
+    return static_cast<std::size_t>(end - text.begin());
+}
+
 std::string inForm(Form form, std::string_view text, std::size_t nMaxBytes) {
     std::string out;
     while (!text.empty()) {
+        const std::size_t nPlain = std::min(plainLength(text), nMaxBytes - out.size());
+        out.append(text, 0, nPlain);
+        text.remove_prefix(nPlain);
+        if (text.empty()) {
+            break;
+        }
         char32_t codePoint = 0;
         const std::size_t nLength = characterLength(text, codePoint);
         const std::string_view bytes = text.substr(0, std::max<std::size_t>(nLength, 1));

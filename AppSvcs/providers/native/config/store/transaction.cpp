@@ -103,8 +103,10 @@ Verdict Transaction::apply(const Proposal& proposal, std::vector<Assignment>& as
         return refusal(kBadParameter, tag);
     }
     ConfigResult result;
-    result.setServerContext(describe(m_requester));
-    result.setClientName(m_requester.sClient);
+    if (m_ground.handlers.of(*cell).provider != nullptr) {  // nobody else is lent it
+        result.setServerContext(describe(m_requester));
+        result.setClientName(m_requester.sClient);
+    }
     Notification notification{.cell = cell,
                               .sValue = std::string(proposal.sValue),
                               .role = m_requester.role,
