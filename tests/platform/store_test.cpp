@@ -77,6 +77,10 @@ TEST_F(Store, RefusesInTheOrderOfItsChecksAndLogsEachRefusalOnce) {
     std::list<std::pair<ConfigVar, eErrorT>> errors;
     EXPECT_EQ(manager().setAccessLevels(vars, nullptr, &system, errors), kItemNotFound);
     EXPECT_THAT(errors, ElementsAre(std::pair{vars.front(), kItemNotFound}));
+    EXPECT_EQ(value("nosuch") + value("other"), "false");
+    for (const char* const purpose : {"read", "set the access level of"}) {
+        EXPECT_EQ(m_log.count(std::string("the service cannot ") + purpose + " n.nosuch: "), 1U);
+    }
     const std::string sUnknown = "kItemNotFound (-25) ERR_UNKNOWN_VARIABLE";
     const std::string sBad = "kBadParameter (-3) ";
     const std::string sMask(pbcommon::kMaskedSecret), sLong(65537, '0');

@@ -1,6 +1,9 @@
 #include <gmock/gmock.h>
 
+#include <filesystem>
 #include <random>
+#include <regex>
+#include <set>
 
 #include "AppConfigServiceProvider.h"
 #include "casename.h"
@@ -36,7 +39,8 @@ protected:
         setenv("CONFIGURATION_DIRECTORY", m_directory.path().c_str(), 1);
     }
     ~Service() override {
-        EXPECT_EQ(m_log.count(" to the service"), 0U) << "a rule writes what the schema lacks";
+        EXPECT_EQ(m_log.count(" to the service") + m_log.count("the service cannot "), 0U)
+            << m_log.content() << "a rule uses what the schema lacks";
         m_provider.reset();
         AppConfig::Service::discardProcess();
     }
@@ -165,6 +169,31 @@ TEST_F(Service, DefaultsFitTheRules) {
         EXPECT_EQ(reply.code(), pbcommon::kNoError) << cell.sAddress;
         EXPECT_THAT(reply.effect(), IsEmpty()) << cell.sAddress;
     }
+}
+
+/// Every setting of the room system is there for some rule, and every rule's settings are there:
+/// the names in the handlers' sources are those of the schema's rows.
+TEST_F(Service, NamesTheVariablesThatTheSchemaHasAndNoOther) {
+    std::set<std::string> literals, names, nodes;
+    for (const auto& file : std::filesystem::recursive_directory_iterator(POLICY_SOURCES)) {
+        const std::string text =
+            file.is_regular_file() ? TemporaryDirectory::contentOf(file.path()) : "";
+        const std::regex literal("\"([a-z0-9.]+)\"");
+        for (std::sregex_iterator at(text.begin(), text.end(), literal), end; at != end; ++at) {
+            literals.insert((*at)[1]);
+        }
+    }
+    start();
+    for (const AppConfig::Cell& cell : AppConfig::Service::process().store().cells()) {
+        nodes.insert(cell.row->node());
+        names.insert(cell.row->node());
+        names.insert(cell.row->name());
+    }
+    EXPECT_THAT(literals, testing::IsSupersetOf(names));
+    std::erase_if(literals, [](const std::string& s) {
+        return s.find('.') == std::string::npos || s.ends_with(".h");
+    });
+    EXPECT_THAT(nodes, testing::IsSupersetOf(literals));
 }
 
 TEST_F(Service, StartUpBringsADirtyStateIntoLine) {

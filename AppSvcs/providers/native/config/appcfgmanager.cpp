@@ -77,7 +77,7 @@ std::string AppCfgManager::getConfigVar(const std::string& node, int nodeInstanc
                                         const std::string& var, int varInstance) {
     std::string sValue;
     (void)guarded(*m_impl, "read a value", [&] {
-        const Cell* const cell = m_impl->find({node, nodeInstance, var, varInstance});
+        const Cell* const cell = m_impl->read({node, nodeInstance, var, varInstance});
         if (cell != nullptr) {
             sValue = cell->sValue;
         }
@@ -119,7 +119,7 @@ eErrorT AppCfgManager::getConfigDefaultOptions(const std::string& node, int node
                                                const std::string& var, int varInstance,
                                                std::vector<std::string>& options) {
     return guarded(*m_impl, "read options", [&] {
-        const Cell* const cell = m_impl->find({node, nodeInstance, var, varInstance});
+        const Cell* const cell = m_impl->read({node, nodeInstance, var, varInstance});
         if (cell == nullptr) {
             return kItemNotFound;
         }

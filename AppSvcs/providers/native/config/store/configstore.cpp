@@ -117,6 +117,20 @@ void ConfigStore::commitServiceWrites() {
     }
 }
 
+/// @param purpose  what the service wants with it
+Cell* ConfigStore::findForService(const AddressView& address, const char* purpose) {
+    Cell* const cell = m_state.find(address);
+    if (cell == nullptr) {
+        logerr("cfgCommon", "the service cannot %s %s: there is no such variable\n", purpose,
+               printable(address).c_str());
+    }
+    return cell;
+}
+
+const Cell* ConfigStore::read(const AddressView& address) {
+    return findForService(address, "read");
+}
+
 /// Also an unchanged value is told to the handlers: they set right what depends on it.
 eErrorT ConfigStore::write(const AddressView& address, const std::string& sValue,
                            ConfigResult* result) {
@@ -147,7 +161,7 @@ eErrorT ConfigStore::write(const AddressView& address, const std::string& sValue
 }
 
 eErrorT ConfigStore::offer(const AddressView& address, const std::vector<std::string>& options) {
-    Cell* const cell = m_state.find(address);
+    Cell* const cell = findForService(address, "offer options of");
     if (cell == nullptr) {
         return kItemNotFound;
     }
@@ -165,7 +179,7 @@ eErrorT ConfigStore::offer(const AddressView& address, const std::vector<std::st
 
 eErrorT ConfigStore::grant(const AddressView& address, const SecurityRole* read,
                            const SecurityRole* write) {
-    Cell* const cell = m_state.find(address);
+    Cell* const cell = findForService(address, "set the access level of");
     if (cell == nullptr) {
         return kItemNotFound;
     }

@@ -67,11 +67,15 @@ public:
     /// and lets it set in motion what it does: no handler is called back during start-up.
     void commitServiceWrites();
 
-    // for the service: see AppCfgManager
-    void setServiceRole(SecurityRole role) { m_serviceRole = role; }
+    /// Null when there is none; not logged, as the next one.
     [[nodiscard]] const Cell* find(const AddressView& address) { return m_state.find(address); }
     /// By the address as Cell::sAddress has it.
     [[nodiscard]] Cell* find(std::string_view sAddress);
+
+    // for the service: see AppCfgManager. A variable that does not exist is logged as an error: a
+    // rule that names one is without effect.
+    void setServiceRole(SecurityRole role) { m_serviceRole = role; }
+    [[nodiscard]] const Cell* read(const AddressView& address);
     [[nodiscard]] eErrorT write(const AddressView& address, const std::string& sValue,
                                 ConfigResult* result);
     [[nodiscard]] eErrorT offer(const AddressView& address,
@@ -85,6 +89,7 @@ private:
     template <typename Handler>
     [[nodiscard]] eErrorT addTo(std::string_view sNode, std::string_view sVariable,
                                 Handler* handler);
+    [[nodiscard]] Cell* findForService(const AddressView& address, const char* purpose);
     void restoreState();
 
     const Schema m_schema;
