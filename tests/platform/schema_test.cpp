@@ -6,10 +6,12 @@
 
 #include "logfile.h"
 #include "model/value.h"
+#include "tags.h"
 
 namespace {
 
 using namespace AppConfig;
+using pbcommon::ERR_INVALID_VALUE, pbcommon::ERR_TOO_LONG;
 
 constexpr const char* kGoodRow =
     "variable { node: 'a' name: 'flag' kind: BOOLEAN default_value: 'true' }\n";

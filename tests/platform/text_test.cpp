@@ -1,9 +1,12 @@
-#include <gtest/gtest.h>
+#include <gmock/gmock.h>
 
 #include <set>
 
 #include "cfgvar.h"
+#include "messages.pb.h"
 #include "names.h"
+#include "tags.h"
+#include "temporarydirectory.h"
 
 namespace {
 
@@ -54,6 +57,17 @@ TEST(PrintableText, EscapesWhatATerminalOrALogWouldActOnAndWhatDeceivesAReader) 
     EXPECT_EQ(pbcommon::cleaned("a\\b\n\u202E\xff" + kFamily, 80),
               "a\\b\uFFFD\uFFFD\uFFFD" + kFamily);
     EXPECT_EQ(pbcommon::cleaned("ab\n", 4), "ab...");
+}
+
+TEST(Tags, AreThoseOfTheReadmeWithTheirCodesAndSentences) {
+    const std::string text = TemporaryDirectory::contentOf(SOURCES "/README.md");
+    std::string sTable;
+    for (const pbcommon::TagParamT& row : pbcommon::tags()) {
+        const auto code = static_cast<pbcommon::ErrorCode>(row.code);
+        sTable += "| `"s + row.tag + "` | `" + pbcommon::ErrorCode_Name(code) + "` | " +
+                  row.sentence + " |\n";
+    }
+    EXPECT_THAT(text, testing::HasSubstr("|---|---|---|\n" + sTable + "\n")) << sTable;
 }
 
 }  // namespace

@@ -6,6 +6,7 @@
 #include <iterator>
 
 #include "ErrTypes.h"
+#include "SecurityRole.h"
 #include "messages.pb.h"
 
 namespace pbcommon {
@@ -14,6 +15,12 @@ static_assert(static_cast<int>(ErrorCode_MAX) == static_cast<int>(::kNoError) &&
                   static_cast<int>(ErrorCode_MIN) == static_cast<int>(::kMaxError) &&
                   static_cast<int>(kBadParameter) == static_cast<int>(::kBadParameter),
               "the codes on the wire are the platform's");
+static_assert(static_cast<int>(kUser) == AppConfig::kUser &&
+                  static_cast<int>(kAdmin) == AppConfig::kAdmin &&
+                  static_cast<int>(kProvisioning) == AppConfig::kProvisioning &&
+                  static_cast<int>(kSystem) == AppConfig::kSystem &&
+                  static_cast<int>(kStartup) == AppConfig::kStartup,
+              "the roles on the wire are the store's");
 
 namespace {
 

@@ -6,13 +6,14 @@
 
 #include "clientlimits.h"
 #include "names.h"
+#include "tags.h"
 #include "text.h"
 
 namespace AppConfig {
 
 namespace {
 
-using pbcommon::VariableRow;
+using pbcommon::VariableRow, pbcommon::ERR_INVALID_VALUE, pbcommon::ERR_TOO_LONG;
 
 constexpr std::size_t kMaxNumberBytes = 64;  ///< as it is proposed
 
@@ -87,8 +88,9 @@ const char* proposalRefusal(const VariableRow& row, std::string_view sText) {
     if (!pbcommon::isCleanText(sText)) {
         return ERR_INVALID_VALUE;
     }
-    return row.kind() == pbcommon::SECRET && sText == pbcommon::kMaskedSecret ? ERR_MASKED_VALUE
-                                                                              : nullptr;
+    return row.kind() == pbcommon::SECRET && sText == pbcommon::kMaskedSecret
+               ? pbcommon::ERR_MASKED_VALUE
+               : nullptr;
 }
 
 const char* canonicalise(const VariableRow& row, std::string_view sText, std::string& sValue) {

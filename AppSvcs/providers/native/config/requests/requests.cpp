@@ -15,6 +15,7 @@
 #include "names.h"
 #include "requests/audience.h"
 #include "store/configstore.h"
+#include "tags.h"
 
 namespace AppConfig {
 
@@ -26,13 +27,6 @@ constexpr std::size_t kRevisionBytes = 16;   ///< of a revision in an answer, at
 constexpr std::size_t kMaxShownBytes = 200;  ///< of a refused value
 /// Changes that one request looks through: the next one continues, and others come in between.
 constexpr int kMaxScanned = 500;
-
-constexpr const char* ERR_UNKNOWN_REQUEST = "ERR_UNKNOWN_REQUEST";
-constexpr const char* ERR_UNKNOWN_REVISION = "ERR_UNKNOWN_REVISION";
-constexpr const char* ERR_TOO_MANY_ASSIGNMENTS = "ERR_TOO_MANY_ASSIGNMENTS";
-constexpr const char* ERR_TOO_MANY_WATCHERS = "ERR_TOO_MANY_WATCHERS";
-constexpr const char* ERR_PATTERN_TOO_LONG = "ERR_PATTERN_TOO_LONG";
-constexpr const char* ERR_HISTORY_UNREADABLE = "ERR_HISTORY_UNREADABLE";
 
 enum class Secrets { kShown, kMasked };
 
@@ -86,16 +80,11 @@ void showAssigned(const Assignment& assignment, pbcommon::Reply& reply) {
     variable.set_value(shown(*assignment.cell, assignment.sValue));
 }
 
-void refuse(pbcommon::Reply& reply, eErrorT code, const char* tag) {
-    reply.set_code(static_cast<pbcommon::ErrorCode>(code));
-    reply.add_tag(tag);
-}
-
 /// Whether a pattern is taken; else the reply is a refusal.
 bool admits(const std::string& sPattern, pbcommon::Reply& reply) {
     const bool bAdmitted = sPattern.size() <= pbcommon::kMaxPatternBytes;
     if (!bAdmitted) {
-        refuse(reply, kOutOfRange, ERR_PATTERN_TOO_LONG);
+        refuse(reply, pbcommon::ERR_PATTERN_TOO_LONG);
     }
     return bAdmitted;
 }
@@ -158,7 +147,7 @@ PbUtility::Answer ConfigRequests::handle(const pbcommon::Requester& requester,
             why(requester, request.why(), reply);
             break;
         default:
-            refuse(reply, kNotImplemented, ERR_UNKNOWN_REQUEST);
+            refuse(reply, pbcommon::ERR_UNKNOWN_REQUEST);
     }
     return PbUtility::Answer::kFinal;
 }
@@ -166,7 +155,7 @@ PbUtility::Answer ConfigRequests::handle(const pbcommon::Requester& requester,
 eErrorT ConfigRequests::commit(PbUtility::Publisher& publisher, pbcommon::Reply& failure) {
     const eErrorT result = m_store.commit();
     if (result != kNoError) {
-        refuse(failure, result, ERR_NOT_STORED);
+        refuse(failure, pbcommon::ERR_NOT_STORED);
     }
     for (const Committed& committed : m_store.committed()) {
         publisher.publish([&](const PbUtility::Watcher& watcher, pbcommon::Reply& message) {
@@ -183,7 +172,7 @@ const Cell* ConfigRequests::find(const pbcommon::Requester& requester,
                                  const pbcommon::Address& address, pbcommon::Reply& reply) {
     const Cell* const cell = m_store.read(requester, viewOf(address));
     if (cell == nullptr) {
-        refuse(reply, kItemNotFound, ERR_UNKNOWN_VARIABLE);
+        refuse(reply, pbcommon::ERR_UNKNOWN_VARIABLE);
     }
     return cell;
 }
@@ -208,7 +197,7 @@ void ConfigRequests::describe(const pbcommon::Requester& requester,
 PbUtility::Answer ConfigRequests::set(const pbcommon::Requester& requester,
                                       const pbcommon::Set& set, pbcommon::Reply& reply) {
     if (set.assignment_size() > pbcommon::kMaxAssignments) {
-        refuse(reply, kOutOfRange, ERR_TOO_MANY_ASSIGNMENTS);
+        refuse(reply, pbcommon::ERR_TOO_MANY_ASSIGNMENTS);
         return PbUtility::Answer::kFinal;
     }
     std::vector<Proposal> proposals;
@@ -272,11 +261,11 @@ void ConfigRequests::watch(const pbcommon::Requester& requester, const pbcommon:
         return;
     }
     if (nSince > nNewest) {
-        refuse(reply, kBadParameter, ERR_UNKNOWN_REVISION);
+        refuse(reply, pbcommon::ERR_UNKNOWN_REVISION);
     } else if (nSince == nNewest) {
         reply.set_revision(nNewest);
         if (client.watch({.role = requester.role, .sPattern = watch.pattern()}) != kNoError) {
-            refuse(reply, kOutOfResources, ERR_TOO_MANY_WATCHERS);
+            refuse(reply, pbcommon::ERR_TOO_MANY_WATCHERS);
         }
     } else {
         if (nSince + 1 < database.oldest()) {
@@ -309,7 +298,7 @@ void ConfigRequests::readPage(const pbcommon::Requester& requester, const std::s
     const auto add = [&page](const pbcommon::Change& change) { return page.add(change); };
     if (m_store.database().readHistory(nFrom, nTo, order, add) != kNoError) {
         reply.Clear();
-        refuse(reply, kServerError, ERR_HISTORY_UNREADABLE);
+        refuse(reply, pbcommon::ERR_HISTORY_UNREADABLE);
     }
 }
 

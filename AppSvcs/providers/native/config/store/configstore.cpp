@@ -10,6 +10,7 @@
 #include "logmsg.h"
 #include "model/aspects.h"
 #include "model/value.h"
+#include "tags.h"
 
 namespace AppConfig {
 
@@ -78,7 +79,8 @@ const Cell* ConfigStore::read(const pbcommon::Requester& requester, const Addres
     if (cell != nullptr && requester.role >= cell->access.read) {
         return cell;
     }
-    logRefusal(requester, address, {.code = kItemNotFound, .tags = {ERR_UNKNOWN_VARIABLE}});
+    logRefusal(requester, address,
+               {.code = kItemNotFound, .tags = {pbcommon::ERR_UNKNOWN_VARIABLE}});
     return nullptr;
 }
 
@@ -136,11 +138,9 @@ eErrorT ConfigStore::write(const AddressView& address, const std::string& sValue
                            ConfigResult* result) {
     Cell* const cell = m_state.find(address);
     std::string sCanonical;
-    const char* const tag =
-        cell == nullptr ? ERR_UNKNOWN_VARIABLE : canonicalise(*cell->row, sValue, sCanonical);
-    const eErrorT code = cell == nullptr  ? kItemNotFound
-                         : tag != nullptr ? kBadParameter
-                                          : kNoError;
+    const char* const tag = cell == nullptr ? pbcommon::ERR_UNKNOWN_VARIABLE
+                                            : canonicalise(*cell->row, sValue, sCanonical);
+    const eErrorT code = tag == nullptr ? kNoError : pbcommon::codeOf(tag);
     if (result != nullptr) {
         result->fillConfigResult(code == kNoError, code, false);
     }

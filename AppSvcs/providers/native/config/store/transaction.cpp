@@ -7,15 +7,16 @@
 #include "logmsg.h"
 #include "model/value.h"
 #include "names.h"
+#include "tags.h"
 
 namespace AppConfig {
 
 namespace {
 
-Verdict refusal(eErrorT code, const char* tag) { return {.code = code, .tags = {tag}}; }
+Verdict refusal(const char* tag) { return {.code = pbcommon::codeOf(tag), .tags = {tag}}; }
 
 Verdict refusalOfCascade(eErrorT code) {
-    return code == kServerError ? refusal(code, ERR_CASCADE_TOO_LONG) : Verdict{.code = code};
+    return code == kServerError ? refusal(pbcommon::ERR_CASCADE_TOO_LONG) : Verdict{.code = code};
 }
 
 bool isOffered(const Cell& cell, std::string_view sValue) {
@@ -73,7 +74,7 @@ Verdict Transaction::adopt() {
     }
     if (!fillAndMeasure({})) {
         logcrit("cfgCommon", "what the service writes by itself is too long to be kept\n");
-        return refusal(kOutOfRange, ERR_ANSWER_TOO_LONG);
+        return refusal(pbcommon::ERR_ANSWER_TOO_LONG);
     }
     return {};
 }
@@ -94,13 +95,13 @@ Verdict Transaction::applyAll(std::span<const Proposal> proposals) {
 Verdict Transaction::apply(const Proposal& proposal, std::vector<Assignment>& assignments) {
     Cell* const cell = m_ground.state.find(proposal.address);
     if (cell == nullptr || m_requester.role < cell->access.read) {
-        return refusal(kItemNotFound, ERR_UNKNOWN_VARIABLE);
+        return refusal(pbcommon::ERR_UNKNOWN_VARIABLE);
     }
     if (m_requester.role < cell->access.write) {
-        return refusal(kNotAuthorized, ERR_READ_ONLY);
+        return refusal(pbcommon::ERR_READ_ONLY);
     }
     if (const char* const tag = proposalRefusal(*cell->row, proposal.sValue)) {
-        return refusal(kBadParameter, tag);
+        return refusal(tag);
     }
     ConfigResult result;
     if (m_ground.handlers.of(*cell).provider != nullptr) {  // nobody else is lent it
@@ -129,10 +130,10 @@ Verdict Transaction::proposeAndStore(Cell& cell, Notification notification,
         return {.code = code, .tags = result.getErrorTags()};
     }
     if (tag != nullptr) {
-        return refusal(kBadParameter, tag);
+        return refusal(tag);
     }
     if (!isOffered(cell, notification.sValue)) {
-        return refusal(kBadParameter, ERR_NOT_OFFERED);
+        return refusal(pbcommon::ERR_NOT_OFFERED);
     }
     const bool bRebootNeeded = result.getIsRebootNeeded();
     m_ground.state.setCause({.call = Cause::kRequest});
@@ -154,7 +155,7 @@ bool Transaction::fillAndMeasure(std::span<const Assignment> assignments) {
 }
 
 Verdict Transaction::refuseAnswer(const Proposal& first) const {
-    Verdict verdict = refusal(kOutOfRange, ERR_ANSWER_TOO_LONG);
+    Verdict verdict = refusal(pbcommon::ERR_ANSWER_TOO_LONG);
     logRefusal(m_requester, first.address, verdict);
     return verdict;
 }

@@ -19,14 +19,6 @@
 
 namespace AppConfig {
 
-/// What the store itself answers a requester, each with a tag of its own, besides those of a value.
-inline constexpr const char* ERR_UNKNOWN_VARIABLE = "ERR_UNKNOWN_VARIABLE";
-inline constexpr const char* ERR_READ_ONLY = "ERR_READ_ONLY";
-inline constexpr const char* ERR_NOT_OFFERED = "ERR_NOT_OFFERED";
-inline constexpr const char* ERR_CASCADE_TOO_LONG = "ERR_CASCADE_TOO_LONG";
-inline constexpr const char* ERR_NOT_STORED = "ERR_NOT_STORED";
-inline constexpr const char* ERR_ANSWER_TOO_LONG = "ERR_ANSWER_TOO_LONG";
-
 /// A proposed value, as it came in.
 struct Proposal {
     AddressView address;

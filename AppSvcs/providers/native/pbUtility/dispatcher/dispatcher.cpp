@@ -20,6 +20,7 @@
 #include "names.h"
 #include "pbUtils.h"
 #include "readiness.h"
+#include "tags.h"
 
 namespace PbUtility {
 
@@ -29,11 +30,6 @@ constexpr std::chrono::milliseconds kAcceptRetry{100};
 constexpr std::chrono::seconds kLastAnswers{1};  ///< for clients that are slow to read them
 constexpr mode_t kSocketMode = 0666;             ///< every local user: roles decide
 constexpr std::size_t kMaxClientNameBytes = 32;
-
-void refuse(pbcommon::Reply& reply, pbcommon::ErrorCode code, const char* tag) {
-    reply.set_code(code);
-    reply.add_tag(tag);
-}
 
 /// Signals are for the main thread.
 class AllSignalsBlocked {
@@ -264,7 +260,7 @@ void PbUtilsImpl::welcome(Session::Socket socket) {
 /// Tells the client why, if the socket takes it at once.
 void PbUtilsImpl::turnAway(Session::Socket& socket) {
     m_reply.Clear();
-    refuse(m_reply, pbcommon::kOutOfResources, "ERR_TOO_MANY_CONNECTIONS");
+    refuse(m_reply, pbcommon::ERR_TOO_MANY_CONNECTIONS);
     std::string sFrame;
     asio::error_code error;
     socket.non_blocking(true, error);
@@ -322,7 +318,7 @@ void PbUtilsImpl::answer(Session& session) {
         if (!pbcommon::Role_IsValid(m_request.role()) || role > peer.highestRole) {
             logwarn("pbUtility", "refused role %s to %s\n", pbcommon::roleName(role).c_str(),
                     describe(m_requester).c_str());
-            refuse(m_reply, pbcommon::kNotAuthorized, "ERR_ROLE_NOT_ALLOWED");
+            refuse(m_reply, pbcommon::ERR_ROLE_NOT_ALLOWED);
             return;
         }
         m_requester.role = role;
@@ -334,14 +330,14 @@ void PbUtilsImpl::answer(Session& session) {
         case pbcommon::Request::kShutdown:
             if (m_requester.role < AppConfig::kSystem) {
                 logwarn("pbUtility", "refused shutdown to %s\n", describe(m_requester).c_str());
-                refuse(m_reply, pbcommon::kNotAuthorized, "ERR_ROLE_NOT_ALLOWED");
+                refuse(m_reply, pbcommon::ERR_ROLE_NOT_ALLOWED);
                 break;
             }
             loginfo("pbUtility", "shutdown by %s\n", describe(m_requester).c_str());
             stop();
             break;
         case pbcommon::Request::BODY_NOT_SET:
-            refuse(m_reply, pbcommon::kNotImplemented, "ERR_UNKNOWN_REQUEST");
+            refuse(m_reply, pbcommon::ERR_UNKNOWN_REQUEST);
             break;
         default:
             handle(session);
@@ -350,7 +346,7 @@ void PbUtilsImpl::answer(Session& session) {
 
 void PbUtilsImpl::handle(Session& session) {
     if (m_handler == nullptr) {
-        refuse(m_reply, pbcommon::kNotInitialized, "ERR_NO_STORE");
+        refuse(m_reply, pbcommon::ERR_NO_STORE);
     } else if (m_handler->handle(m_requester, m_request, m_reply, session) ==
                Answer::kUncommitted) {
         if (m_turn != Turn::kChanges) {

@@ -12,6 +12,7 @@
 #include "frame.h"
 #include "logmsg.h"
 #include "messages.pb.h"
+#include "tags.h"
 
 namespace PbUtility {
 
@@ -172,8 +173,7 @@ void Session::answer(const pbcommon::Reply& reply, bool bHeld) {
     std::string& answers = bHeld ? m_held : m_unsent;
     if (pbcommon::appendFrame(reply, answers) != kNoError) {
         pbcommon::Reply tooLong;
-        tooLong.set_code(pbcommon::kOutOfRange);
-        tooLong.add_tag("ERR_ANSWER_TOO_LONG");
+        refuse(tooLong, pbcommon::ERR_ANSWER_TOO_LONG);
         (void)pbcommon::appendFrame(tooLong, answers);  // a few bytes: it fits
     }
     if (bHeld) {
