@@ -176,6 +176,14 @@ TEST_F(System, StartsAgainAfterBeingKilledAndOnlyOnceAtATime) {
 /// One who sits at a terminal.
 class Terminal : public System {
 protected:
+    void SetUp() override {
+        int terminal = -1, other = -1;
+        if (openpty(&terminal, &other, nullptr, nullptr, nullptr) != 0) {
+            GTEST_SKIP() << "no pseudo-terminals on this system";
+        }
+        close(terminal);
+        close(other);
+    }
     /// Runs the client and types when it asks.
     /// @return its exit status, 128 and the signal as a shell has it; all that the terminal showed
     Outcome typed(const std::string& sArguments, const std::string& sTyped) const {
