@@ -8,7 +8,7 @@
 #include "messages.pb.h"
 #include "requesthandler.h"
 
-/// Stands for the dispatcher: puts requests to a handler, commits each at once or several together,
+/// Acts as the dispatcher: puts requests to a handler, commits each at once or several together,
 /// and keeps what the one who watches has been told last.
 class OneWatcher : private PbUtility::Publisher, private PbUtility::Client {
 public:
