@@ -46,9 +46,9 @@ protected:
     }
     /// Runs a shell command in which $cfgctl is the client.
     Outcome shell(const std::string& sCommand) const {
-        const std::string sLine = "cd " + m_home.path() +
-                                  "; export APPCONFIG_SOCKET=$PWD/run/appconfig.sock" +
-                                  " cfgctl=" CFGCTL "; { " + sCommand + "; } >out 2>err";
+        const std::string sLine =
+            "cd " + m_home.path() + "; export APPCONFIG_SOCKET=$PWD/run/appconfig.sock" +
+            " cfgctl=$PWD/client; ln -sf '" CFGCTL "' client; { " + sCommand + "; } >out 2>err";
         const int nStatus = system(sLine.c_str());
         return {WEXITSTATUS(nStatus), TemporaryDirectory::contentOf(m_home.path("out")),
                 TemporaryDirectory::contentOf(m_home.path("err"))};
@@ -191,7 +191,7 @@ protected:
         const pid_t pid = forkpty(&terminal, nullptr, nullptr, nullptr);
         if (pid == 0) {
             setenv("APPCONFIG_SOCKET", m_home.path("run/appconfig.sock").c_str(), 1);
-            execl("/bin/sh", "sh", "-c", ("exec " CFGCTL " " + sArguments).c_str(), nullptr);
+            execl("/bin/sh", "sh", "-c", ("exec '" CFGCTL "' " + sArguments).c_str(), nullptr);
             _exit(127);
         }
         std::string sShown;
