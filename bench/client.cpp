@@ -116,7 +116,7 @@ void Trips::check() {
         if (m_watcher) {
             m_watcher->receive();
         }
-        if (reply.code() != m_subject.code || reply.effect_size() < m_subject.nEffects) {
+        if (reply.code() != m_subject.code || reply.set().effect_size() < m_subject.nEffects) {
             throw std::runtime_error(std::string(m_subject.what) + ": the daemon answers " +
                                      reply.ShortDebugString());
         }

@@ -147,7 +147,7 @@ private:
     [[nodiscard]] std::uint64_t revision() const {
         pbcommon::Request watch;
         watch.mutable_watch()->set_pattern("*");
-        return Client(m_daemon.socket()).ask(watch).revision();
+        return Client(m_daemon.socket()).ask(watch).watch().revision();
     }
 
     const Daemon& m_daemon;

@@ -40,12 +40,12 @@ public:
 private:
     void answer(int fd) {
         if (m_request.has_get()) {
-            pbcommon::Variable& variable = *m_reply.add_variable();
+            pbcommon::Variable& variable = *m_reply.mutable_get()->add_variable();
             variable.set_name(keyOf(m_request.get().address()));
             variable.set_value(m_values[m_sKey]);
         } else if (m_request.has_set()) {
             const pbcommon::Assignment& assignment = m_request.set().assignment(0);
-            pbcommon::Variable& variable = *m_reply.add_variable();
+            pbcommon::Variable& variable = *m_reply.mutable_set()->add_variable();
             variable.set_name(keyOf(assignment.address()));
             m_values[m_sKey] = assignment.value();
             variable.set_value(assignment.value());
@@ -56,7 +56,8 @@ private:
     void tellWatchers() {
         for (const int fd : m_watchers) {
             m_reply.Clear();
-            pbcommon::Assigned& assigned = *m_reply.mutable_change()->add_assignment();
+            pbcommon::Assigned& assigned =
+                *m_reply.mutable_event()->mutable_change()->add_assignment();
             assigned.set_name(m_sKey);
             assigned.set_value(m_values[m_sKey]);
             send(fd);

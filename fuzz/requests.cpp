@@ -4,6 +4,7 @@
 // second connection, at the same time. One that begins with '#', which no frame of a bearable
 // length does, is text, with a request in each of its other lines. Nothing waits for the disk.
 
+#include <google/protobuf/reflection.h>
 #include <google/protobuf/text_format.h>
 
 #include <algorithm>
@@ -12,7 +13,7 @@
 #include <sstream>
 
 #include "AppConfigServiceProvider.h"
-#include "dispatcher.h"
+#include "control.h"
 #include "logmsg.h"
 #include "model/value.h"
 #include "names.h"
@@ -31,6 +32,8 @@ extern "C" int fdatasync(int /*fd*/) { return 0; }
 namespace {
 
 using AppConfig::Cell;
+using google::protobuf::DynamicCastToGenerated;
+using google::protobuf::Message;
 using pbcommon::Reply;
 using pbcommon::Request;
 using PbUtility::Answer;
@@ -65,41 +68,46 @@ void checkCell(const Cell& cell) {
 /// Only who gets a secret is shown it.
 void checkMasked(const std::string& sVariable, const std::string& sText) {
     const Cell* const cell = AppConfig::Service::process().store().find(sVariable);
-    require(cell != nullptr, "what is told of exists");
+    require(cell != nullptr, "what is shown exists");
     require(
         cell->row->kind() != pbcommon::SECRET || sText.empty() || sText == pbcommon::kMaskedSecret,
         "a secret is masked");
 }
 
-void checkMasked(const pbcommon::Change& change) {
-    for (const pbcommon::Assigned& assigned : change.assignment()) {
-        checkMasked(assigned.name(), assigned.value());
+void checkMasked(const pbcommon::Effect& effect) {
+    if (effect.aspect() == pbcommon::VALUE) {
+        checkMasked(effect.variable(), effect.before(0));
+        checkMasked(effect.variable(), effect.after(0));
     }
-    for (const pbcommon::Effect& effect : change.effect()) {
-        if (effect.aspect() == pbcommon::VALUE) {
-            checkMasked(effect.variable(), effect.before(0));
-            checkMasked(effect.variable(), effect.after(0));
+}
+
+/// Everything in a reply that may hold a value.
+void checkMasked(const Message& message) {
+    if (const auto* const variable = DynamicCastToGenerated<pbcommon::Variable>(&message)) {
+        checkMasked(variable->name(), variable->value());
+    } else if (const auto* const given = DynamicCastToGenerated<pbcommon::Assigned>(&message)) {
+        checkMasked(given->name(), given->value());
+    } else if (const auto* const effect = DynamicCastToGenerated<pbcommon::Effect>(&message)) {
+        checkMasked(*effect);
+    }
+    const google::protobuf::Reflection& reflection = *message.GetReflection();
+    std::vector<const google::protobuf::FieldDescriptor*> fields;
+    reflection.ListFields(message, &fields);
+    for (const auto* const field : fields) {
+        if (field->message_type() == nullptr) {
+            continue;
+        }
+        if (!field->is_repeated()) {
+            checkMasked(reflection.GetMessage(message, field));
+            continue;
+        }
+        for (const Message& part : reflection.GetRepeatedFieldRef<Message>(message, field)) {
+            checkMasked(part);
         }
     }
 }
 
-void checkMasked(const Reply& reply) {
-    require(reply.ByteSizeLong() <= pbcommon::kMaxMessageBytes, "an answer fits into a message");
-    for (const pbcommon::Variable& variable : reply.variable()) {
-        checkMasked(variable.name(), variable.value());
-    }
-    pbcommon::Change told = reply.change();
-    told.mutable_effect()->MergeFrom(reply.effect());
-    checkMasked(told);
-    for (const pbcommon::Change& change : reply.history()) {
-        checkMasked(change);
-    }
-    for (const pbcommon::Reason& reason : reply.reason()) {
-        checkMasked(reason.change());
-    }
-}
-
-/// Stands before the store and looks at all that it is asked and answers. Dispatcher's thread.
+/// Is before the store and looks at all that it is asked and answers. Dispatcher's thread.
 class Witness : public PbUtility::RequestHandler {
 public:
     void begin() {
@@ -117,41 +125,52 @@ public:
     [[nodiscard]] const CellsT& lastCells() const { return m_cells; }
 
     void dispatchingBegins() override {}
-    Answer handle(const pbcommon::Requester& requester, const Request& request, Reply& reply,
-                  PbUtility::Client& client) override {
-        require(!m_bUncommitted || request.has_set(), "nobody sees what may be undone");
+    [[nodiscard]] bool isChange(const Request& request) const override {
+        return store().isChange(request);
+    }
+    Answer handle(const pbcommon::Requester& requester, const Request& request,
+                  Reply& reply) override {
+        require(!m_bUncommitted || isChange(request), "nobody sees what may be undone");
         const bool bChange = request.has_set() && !request.set().dry_run();
         Request rehearsal(request);
         Reply foretold;
+        foretold.set_id(request.id());
         if (bChange) {
             rehearsal.mutable_set()->set_dry_run(true);
-            (void)store().handle(requester, rehearsal, foretold, client);
+            (void)store().handle(requester, rehearsal, foretold);
             require(differences(cells(), m_cells) == 0, "a rehearsal changes nothing");
         }
-        const Answer answer = store().handle(requester, request, reply, client);
+        const Answer answer = store().handle(requester, request, reply);
+        require(reply.ByteSizeLong() <= pbcommon::kMaxMessageBytes,
+                "an answer fits into a message");
         checkAnswer(requester, request, reply, answer);
-        if (reply.has_revision()) {
-            foretold.set_revision(reply.revision());  // which a rehearsal does not make
+        if (reply.set().has_revision()) {  // which a rehearsal does not make
+            foretold.mutable_set()->set_revision(reply.set().revision());
         }
         require(!bChange || foretold.SerializeAsString() == reply.SerializeAsString(),
                 "a change does what was rehearsed");
         return answer;
     }
-    eErrorT commit(PbUtility::Publisher& publisher, Reply& failure) override {
+    eErrorT commit(PbUtility::Revisions& revisions, Reply& failure) override {
         m_bUncommitted = false;
-        const eErrorT result = store().commit(publisher, failure);
+        const eErrorT result = store().commit(revisions, failure);
         require(result == kNoError, "a change can be committed");
         return result;
     }
+    bool tell(std::uint64_t nRevision, const PbUtility::Watcher& watcher,
+              pbcommon::Event& event) override {
+        return store().tell(nRevision, watcher, event);
+    }
+    void release() override { store().release(); }
 
 private:
     static PbUtility::RequestHandler& store() { return AppConfig::Service::process().requests(); }
     static const CellsT& cells() { return AppConfig::Service::process().store().cells(); }
 
     void checkAnswer(const pbcommon::Requester& requester, const Request& request,
-                     const Reply& reply, Answer answer) {
+                     const Reply& reply, const Answer& answer) {
         const int nDifferent = differences(cells(), m_cells);
-        require((nDifferent > 0) == (answer == Answer::kUncommitted),
+        require((nDifferent > 0) == (answer.bUncommitted),
                 "what is different waits for its commit");
         if (nDifferent > 0) {
             require(request.has_set() && !request.set().dry_run() && reply.code() == 0,
@@ -161,14 +180,13 @@ private:
             m_bChanged = m_bUncommitted = true;
         }
         require(nDifferent == 0 || requester.role < AppConfig::kSystem ||
-                    nDifferent == reply.effect_size(),
+                    nDifferent == reply.set().effect_size(),
                 "the effects are all that is different");
         if (!request.get().reveal() || requester.role < AppConfig::kAdmin) {
             checkMasked(reply);
         }
-        if (request.has_why() && reply.reason_size() > 0 &&
-            reply.reason(0).aspect() == pbcommon::VALUE) {
-            checkMasked(reply.variable(0).name(), reply.reason(0).now(0));
+        if (reply.has_why()) {
+            checkMasked(reply.why().variable().name(), reply.why().reason(0).now(0));
         }
     }
 
@@ -220,7 +238,8 @@ private:
             setenv("RUNTIME_DIRECTORY", m_home.path("run").c_str(), 1);
             m_dispatcher = std::make_unique<PbUtility::PbUtils>("fuzz", 2);
             require(m_dispatcher->start() == kNoError, "the dispatcher starts");
-            PbUtility::PbUtilsImpl::of(*m_dispatcher)->setRequestHandler(m_witness);
+            require(PbUtility::setRequestHandler(*m_dispatcher, m_witness) == kNoError,
+                    "a dispatcher takes a handler");
             m_dispatcher->readyToDispatchMessages(true);
         }
     }
@@ -241,8 +260,8 @@ std::size_t readAnswers(const RawClient& client) {
     client.end(SHUT_WR);
     std::size_t nAnswers = 0;
     for (Reply reply; client.receive(reply);) {
-        checkMasked(reply.change());
-        nAnswers += !reply.has_change() && !reply.has_missed();
+        checkMasked(reply.event());
+        nAnswers += reply.has_event() ? 0 : 1;
     }
     require(client.isClosed(), "what was sent is answered, in what can be read");
     pthread_sigmask(SIG_UNBLOCK, &alarm, nullptr);

@@ -43,8 +43,9 @@ std::string textOf(const Schema& schema) {
 
 /// @return number of its variables
 std::size_t checkRow(const pbcommon::VariableRow& row) {
-    const auto address = pbcommon::parseAddress(
-        pbcommon::formatAddress({row.node(), 1, row.name(), static_cast<int>(row.instances())}));
+    const std::string sAddress =
+        pbcommon::formatAddress({row.node(), 1, row.name(), static_cast<int>(row.instances())});
+    const auto address = pbcommon::parseAddress(sAddress);
     require(address && address->sNode == row.node() && address->sVariable == row.name(),
             "a row has an address");
     require(row.node_instances() >= 1 && row.node_instances() <= kMaxInstances &&

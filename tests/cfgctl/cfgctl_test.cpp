@@ -6,14 +6,15 @@
 
 #include <thread>
 
+#include "address.h"
 #include "choices.h"
 #include "commandline.h"
 #include "completion.h"
 #include "directories.h"
-#include "output.h"
+#include "display.h"
+#include "render.h"
 #include "session.h"
 #include "temporarydirectory.h"
-#include "text.h"
 #include "why.h"
 
 namespace cfgctl {
@@ -50,8 +51,8 @@ TEST(CommandLine, WrongUsageIsNamed) {
         {{"gte", "a.b"},                  "'gte'"},
         {{"get"},                         "NAME"},
         {{"list", "a*", "b*"},            "PATTERN"},
-        {{"--role", "startup", "ping"},   "user, admin, provisioning, system"},
-        {{"history", "-n", "0"},          "'0' is no number from 1"},
+        {{"--role", "startup", "ping"},   "invalid role 'startup'; choose from user, admin, provisioning, system"},
+        {{"history", "-n", "0"},          "'0' is not a number from 1"},
         {{"history", "-n", "4294967296"}, "to 4294967295"},
         {{"watch", "--since", "4x"},      "'4x'"},
         {{"ping", "--socket", ""},        "--socket"},
@@ -128,7 +129,7 @@ TEST(Connection, EndsByItselfAndSaysWhetherAnythingCanHaveChanged) {
         {"get {}",                goAway, "^3 connection to .* lost: the service closed it$"},
         {"set { dry_run: true }", goAway, "^3 connection to"},
         {"set {}",                goAway, "^4 outcome unknown: connection to .* lost: .*history -n 1"},
-        {"shutdown {}",           goAway, "^4 outcome unknown: .*'cfgctl ping' tells"},
+        {"shutdown {}",           goAway, "^4 outcome unknown: .*'cfgctl ping' shows"},
         {"get {}",                drip,   "^4 no answer from .* within 0.2 s$"},
         {"set {}",                drip,   "^4 outcome unknown: no answer from"},
     };
@@ -170,7 +171,8 @@ const char* const everyKind =
 // clang-format on
 
 TEST(Listing, FitsTheTerminalColumnByColumnWithoutControlCharacters) {
-    EXPECT_EQ(listing(parsed<pbcommon::Reply>(everyKind), {.bTerminal = true, .nColumns = 50}),
+    EXPECT_EQ(listing(parsed<pbcommon::ListReply>(everyKind).variable(),
+                      {.bTerminal = true, .nColumns = 50}),
               "VARIABLE      VALUE       OFFERS       ACCESS\n"
               "a.switch      true        true false   editable\n"
               "a.port        161         1..65535     read-only\n"
@@ -178,7 +180,7 @@ TEST(Listing, FitsTheTerminalColumnByColumnWithoutControlCharacters) {
               "a.room        Cafe\u0301 😀議…  text up to…  user/admin\n"
               "a.password    ********    secret up …  admin/admin\n");
     EXPECT_THAT(
-        listing(parsed<pbcommon::Reply>(everyKind), {}),
+        listing(parsed<pbcommon::ListReply>(everyKind).variable(), {}),
         HasSubstr("a.room        Cafe\u0301 😀議室\\x0a  text up to 255 bytes   user/admin\n"));
 }
 
@@ -198,10 +200,10 @@ TEST(ChangeText, TellsWhatElseAChangeDid) {
     const auto change = parsed<pbcommon::Change>(
         kHead +
         "assignment { name: 'a.on' value: 'false' } "
-        "effect { variable: 'a.on' before: 'false' after: '' cause: 'onSet' trigger: 'a.on' } "
-        "effect { variable: 'a.mode[1]' aspect: OPTIONS before: ['v1', 'v3'] cause: 'onSet' } "
+        "effect { variable: 'a.on' before: 'false' after: '' cause: ON_SET trigger: 'a.on' } "
+        "effect { variable: 'a.mode[1]' aspect: OPTIONS before: ['v1', 'v3'] cause: ON_SET } "
         "effect { variable: 'a.b' aspect: ACCESS before: ['user', 'user'] "
-        "         after: ['admin', 'system'] cause: 'change' trigger: 'a.c' }");
+        "         after: ['admin', 'system'] cause: ON_CHANGE trigger: 'a.c' }");
     EXPECT_EQ(changeText(change, StreamT{}),
               "revision 41  2026-11-22 23:41:07.007  pa\\x1bnel (uid 7, process 4711), role admin\n"
               "  set a.on=false\n"
@@ -232,21 +234,22 @@ TEST(TimeText, CountsFromTheSecondBefore) {
 }
 
 TEST(NewsText, TellsWhatIsMissingWhereItIsMissing) {
-    const auto reply = parsed<pbcommon::Reply>(
-        "oldest: 8 history { revision: 8 } missed: 2 change { revision: 11 }");
-    EXPECT_THAT(newsText(reply, {}),
+    EXPECT_THAT(newsText(parsed<pbcommon::WatchReply>("oldest: 8 change { revision: 8 }"), {}),
                 testing::MatchesRegex("-- changes before revision 8 are no longer in history\n"
-                                      "revision 8  1970.*\n"
-                                      "-- 2 changes were missed: .*\n"
-                                      "revision 11  1970.*\n"));
-    EXPECT_EQ(newsText(parsed<pbcommon::Reply>("revision: 9"), {}), "");
+                                      "revision 8  1970.*\n"));
+    EXPECT_EQ(newsText(parsed<pbcommon::WatchReply>("revision: 9"), {}), "");
+    EXPECT_THAT(newsText(parsed<pbcommon::Event>("missed: 2"), {}),
+                testing::StartsWith("-- 2 changes were missed: "));
+    EXPECT_THAT(newsText(parsed<pbcommon::Event>("change { revision: 11 }"), {}),
+                testing::StartsWith("revision 11  1970"));
 }
 
 std::string whyOf(const std::string& sReason) {
-    const auto variable = parsed<pbcommon::Variable>(
-        "name: 'a.mode' offered: ['v1', 'v2c'] description { option: ['v1', 'v2c', 'v3'] }");
-    const auto reply = parsed<pbcommon::Reply>("reason { " + sReason + " }");
-    return whyText(variable, reply.reason(), {});
+    return whyText(
+        parsed<pbcommon::WhyReply>("variable { name: 'a.mode' offered: ['v1', 'v2c'] description { "
+                                   "option: ['v1', 'v2c', 'v3'] } } reason { " +
+                                   sReason + " }"),
+        {});
 }
 
 TEST(WhyText, TellsWhatHoldsAndSinceWhen) {
@@ -267,30 +270,30 @@ TEST(WhyText, LeadsBackToWhoStartedIt) {
     // assignments and effects of the change, and the chain
     // clang-format off
     const std::pair<std::string, std::string> cases[] = {
-        {"assignment { name: 'a.mode' value: 'v1' } effect { variable: 'a.mode' cause: 'request' }",
+        {"assignment { name: 'a.mode' value: 'v1' } effect { variable: 'a.mode' cause: REQUEST }",
          "  set by " + kWho},
-        {"effect { variable: 'a.on' after: 'false' cause: 'request' }"
-         "effect { variable: 'a.mode' aspect: ACCESS cause: 'onSet' trigger: 'a.z' }"
-         "effect { variable: 'a.mode' cause: 'change' trigger: 'a.b[2]' }"
-         "effect { variable: 'a.b[2]' after: 'x' cause: 'onSet' trigger: 'a.on' }",
+        {"effect { variable: 'a.on' after: 'false' cause: REQUEST }"
+         "effect { variable: 'a.mode' aspect: ACCESS cause: ON_SET trigger: 'a.z' }"
+         "effect { variable: 'a.mode' cause: ON_CHANGE trigger: 'a.b[2]' }"
+         "effect { variable: 'a.b[2]' after: 'x' cause: ON_SET trigger: 'a.on' }",
          "  because a.b[2] became x (change)\n"
          "  because a.on was set to false (onSet)\n"
          "  by " + kWho},
         // written again by what it set in motion
         {"assignment { name: 'a.mode' value: 'v3' } assignment { name: 'a.mode' value: '' }"
-         "effect { variable: 'a.mode' cause: 'change' trigger: 'a.on' }"
-         "effect { variable: 'a.on' after: 'false' cause: 'onSet' trigger: 'a.mode' }",
+         "effect { variable: 'a.mode' cause: ON_CHANGE trigger: 'a.on' }"
+         "effect { variable: 'a.on' after: 'false' cause: ON_SET trigger: 'a.mode' }",
          "  because a.on became false (change)\n"
          "  because a.mode was set to \"\" (onSet)\n"
          "  by " + kWho},
-        {"effect { variable: 'a.mode' cause: 'change' } effect { after: 'x' cause: 'request' }",
+        {"effect { variable: 'a.mode' cause: ON_CHANGE } effect { after: 'x' cause: REQUEST }",
          "  because of a setting that this role may not see (change)\n"
          "  in a change by " + kWho},
-        {"effect { variable: 'a.mode' cause: 'change' trigger: 'a.on' }",
+        {"effect { variable: 'a.mode' cause: ON_CHANGE trigger: 'a.on' }",
          "  because of a.on (change)\n"
          "  in a change by " + kWho},
         {"", "  in a change by " + kWho},
-        {"effect { variable: 'a.mode' cause: 'start-up' }", "  when the service started\n"},
+        {"effect { variable: 'a.mode' cause: START_UP }", "  when the service started\n"},
     };
     // clang-format on
     for (const auto& [change, chain] : cases) {
@@ -304,26 +307,28 @@ TEST(WhyText, LeadsBackToWhoStartedIt) {
 TEST(NewestChanges, AreCollectedPageByPage) {
     const auto ask = [](const pbcommon::Request& request) {
         const pbcommon::History& history = request.history();
-        pbcommon::Reply page;
+        pbcommon::Reply reply;
+        pbcommon::HistoryReply& page = *reply.mutable_history();
         std::uint64_t nNext = history.has_before() ? history.before() : 16;
         for (int i = 0; i < 7 && nNext > 1; ++i) {
             --nNext;
-            if (nNext % 3 == 0) page.add_history()->set_revision(nNext);
-            if (static_cast<unsigned>(page.history_size()) == history.limit()) break;
+            if (nNext % 3 == 0) page.add_change()->set_revision(nNext);
+            if (static_cast<unsigned>(page.change_size()) == history.limit()) break;
         }
         if (nNext > 1) page.set_revision(nNext);
-        return page;
+        return reply;
     };
     for (const auto& [nMost, nFound, nOldest] : {std::tuple{1, 1, 15}, {4, 4, 6}, {25, 5, 3}}) {
-        const pbcommon::Reply all = newestChanges(ask, "a.*", static_cast<std::uint32_t>(nMost));
-        ASSERT_EQ(all.history_size(), nFound);
-        EXPECT_EQ(all.history(nFound - 1).revision(), nOldest);
+        const pbcommon::HistoryReply all =
+            newestChanges(ask, "a.*", static_cast<std::uint32_t>(nMost)).history();
+        ASSERT_EQ(all.change_size(), nFound);
+        EXPECT_EQ(all.change(nFound - 1).revision(), nOldest);
     }
 }
 
 /// A service with three variables that accepts v2c and true alone.
 pbcommon::Reply answerOf(const pbcommon::Request& request) {
-    const auto all = parsed<pbcommon::Reply>(
+    const auto all = parsed<pbcommon::ListReply>(
         "variable { name: 'a.on' kind: BOOLEAN } "
         "variable { name: 'a.mode[1]' kind: ENUMERATION offered: ['v1', 'v2c'] "
         "           description { option: ['v1', 'v2c', 'v3'] } } "
@@ -336,12 +341,11 @@ pbcommon::Reply answerOf(const pbcommon::Request& request) {
         reply =
             parsed<pbcommon::Reply>(bAccepted ? "" : "code: kBadParameter tag: 'ERR_NOT_OFFERED'");
     }
-    const pbcommon::Address& address = request.describe().address();
-    const std::string sNode = address.node() + "." + address.variable();
     for (const auto& row : all.variable()) {
-        const bool bListed = pbcommon::matchesPattern(request.list().pattern(), row.name());
-        const bool bMeant = sNode != "." && row.name().starts_with(sNode);
-        if (bListed || bMeant) *reply.add_variable() = row;
+        if (pbcommon::matchesPattern(request.list().pattern(), row.name()))
+            *reply.mutable_list()->add_variable() = row;
+        if (row.name() == request.describe().address().name())
+            *reply.mutable_describe()->mutable_variable() = row;
     }
     return reply;
 }
@@ -364,13 +368,15 @@ TEST(Completion, OffersWhatTheLastWordMayBecome) {
         {{"set", "a.port="},                 {}},
     };
     // clang-format on
-    for (const auto& [words, offered] : cases) EXPECT_EQ(candidates(words, answerOf), offered);
-    const OptionsT options = typedOptions({"--role", "user", "--socket", "s", "set", "--role"});
+    for (const auto& [words, offered] : cases)
+        EXPECT_EQ(candidates(commands(), words, answerOf), offered);
+    const OptionsT options =
+        typedOptions(commands(), {"--role", "user", "--socket", "s", "set", "--role"});
     EXPECT_TRUE(options.role == pbcommon::kUser && options.sSocket == "s");
     pbcommon::Request list;
     list.mutable_list()->set_pattern("a.m*");
     const std::string sRefused = "  (not accepted now: kBadParameter (-3) ERR_NOT_OFFERED)\n";
-    EXPECT_EQ(choiceLines(choicesOf(answerOf, answerOf(list).variable(0))),
+    EXPECT_EQ(choiceLines(choicesOf(answerOf, answerOf(list).list().variable(0))),
               "v2c\nv1" + sRefused + "v3" + sRefused);
 }
 

@@ -93,7 +93,7 @@ protected:
     }
 
     [[nodiscard]] StateT state() const {
-        const pbcommon::Reply page = ask(m_sSocket, "list { pattern: '*' }");
+        const pbcommon::ListReply page = ask(m_sSocket, "list { pattern: '*' }").list();
         EXPECT_FALSE(page.has_next()) << "they no longer fit into one page";
         StateT all;
         for (const pbcommon::Variable& row : page.variable()) {
@@ -104,18 +104,19 @@ protected:
         }
         return all;
     }
-    /// The changes behind the last that is known, the oldest first.
-    [[nodiscard]] pbcommon::Reply news() const {
-        pbcommon::Reply all, page;
+    /// The changes after the last that is known, the oldest first.
+    [[nodiscard]] pbcommon::WatchReply news() const {
+        pbcommon::WatchReply all, page;
         do {
             const std::uint64_t nSince = std::max(m_nKnown, page.revision());
-            page = ask(m_sSocket, "watch { pattern: '*' since: " + std::to_string(nSince) + " }");
+            page = ask(m_sSocket, "watch { pattern: '*' since: " + std::to_string(nSince) + " }")
+                       .watch();
             all.MergeFrom(page);
-        } while (page.history_size() > 0);
+        } while (page.change_size() > 0);
         return all;
     }
     static std::string effectsOf(const auto& message) {
-        pbcommon::Reply effects;
+        pbcommon::SetReply effects;
         *effects.mutable_effect() = message.effect();
         return effects.DebugString();
     }
@@ -137,8 +138,8 @@ protected:
         const StateT now = state();
         if (m_known.empty()) m_known = now;
         std::map<std::uint64_t, std::string> effects;
-        const pbcommon::Reply all = news();
-        for (const auto& change : all.history()) {
+        const pbcommon::WatchReply all = news();
+        for (const auto& change : all.change()) {
             expect(change.revision() == ++m_nKnown, m_nTorn, change.ShortDebugString());
             effects[m_nKnown] = effectsOf(change);
             for (const auto& effect : change.effect()) {
@@ -155,9 +156,9 @@ protected:
                    m_nLost, testing::PrintToString(client.inFlight));
             m_nAcknowledged += client.accepted.size();
             for (const auto& [assignments, reply] : std::exchange(client.accepted, {})) {
-                if (!reply.has_revision()) continue;  // nothing was different
-                const std::string& sKept = effects[reply.revision()];
-                expect(sKept == effectsOf(reply), sKept.empty() ? m_nLost : m_nTorn,
+                if (!reply.set().has_revision()) continue;  // nothing was different
+                const std::string& sKept = effects[reply.set().revision()];
+                expect(sKept == effectsOf(reply.set()), sKept.empty() ? m_nLost : m_nTorn,
                        testing::PrintToString(assignments));
             }
         }

@@ -47,9 +47,7 @@ const StepT script[] = {
 constexpr std::size_t kSteps = std::size(script);
 
 /// The whole service, but for its clients, on a disk that fails when it is told to.
-class Durability : public testing::Test,
-                   protected PbUtility::Publisher,
-                   protected PbUtility::Client {
+class Durability : public testing::Test {
 protected:
     Durability() {
         // clients are not needed, nor the time that a dispatcher takes to end
@@ -91,13 +89,16 @@ protected:
         std::size_t nAccepted = 0;
         for (const TextsT& assignments : step.requests) {
             pbcommon::Reply reply;
-            bWaits |= handler.handle({.role = AppConfig::kSystem, .sClient = "test"},
-                                     setRequest(assignments), reply,
-                                     *this) == PbUtility::Answer::kUncommitted;
+            bWaits |= handler
+                          .handle({.role = AppConfig::kSystem, .sClient = "test"},
+                                  setRequest(assignments), reply)
+                          .bUncommitted;
             nAccepted += reply.code() == pbcommon::kNoError ? 1 : 0;
         }
+        PbUtility::Revisions revisions;
         pbcommon::Reply failure;
-        const eErrorT result = bWaits ? handler.commit(*this, failure) : kNoError;
+        const eErrorT result = bWaits ? handler.commit(revisions, failure) : kNoError;
+        handler.release();
         m_nAcknowledged += result == kNoError ? nAccepted : 0;
         return result;
     }
@@ -182,10 +183,6 @@ protected:
     std::size_t m_nLost = 0, m_nTorn = 0, m_nRevived = 0;
 
 private:
-    eErrorT watch(PbUtility::Watcher) override { return kNoError; }
-    void publish(const std::function<bool(const PbUtility::Watcher&, pbcommon::Reply&)>&) override {
-    }
-
     void clearCopy() const {
         for (const auto& entry : std::filesystem::directory_iterator(m_sCopy)) {
             std::filesystem::remove(entry.path());
@@ -265,7 +262,7 @@ protected:
         std::uint64_t nRead = 0;
         (void)database.readHistory(
             1, database.newest(), AppConfig::Database::Order::kOldestFirst,
-            [&](const auto& change) { return change.revision() == ++nRead; });
+            [&](const auto& change) { return change.nRevision == ++nRead; });
         EXPECT_EQ(nRead, database.newest()) << sWhen;
         // nobody is told that the service has started; and a disk that has not reported a sync, nor
         // lets anything be undone, may hold what it was to sync

@@ -27,7 +27,8 @@ protected:
     std::vector<std::string> history(SecurityRole role) {
         std::vector<std::string> lines;
         const pbcommon::Reply reply = ask(role, "history { pattern: '*' }");
-        for (const pbcommon::Change& change : reply.history()) lines.push_back(textOf(change));
+        for (const pbcommon::Change& change : reply.history().change())
+            lines.push_back(textOf(change));
         return lines;
     }
 
@@ -76,15 +77,15 @@ TEST_F(Durable, TellsOfEachAspectWhatHasChangedItAndNothingOfWhatIsHiddenNow) {
         ElementsAre(sSecond + " n.password:system:system",
                     "1 me: n.count=77 n.password=******** | n.count:77 n.password:********"));
     const pbcommon::Reply count = ask(kUser, "why { " + address("count") + " }");
-    ASSERT_EQ(count.reason_size(), 2) << "an integer has no options";
-    EXPECT_EQ(textOf(count.reason(0).change()), sFirst);
-    EXPECT_EQ(textOf(count.reason(1).change()), sSecond);
-    EXPECT_THAT(count.reason(1).now(), ElementsAre("user", "system"));
+    ASSERT_EQ(count.why().reason_size(), 2) << "an integer has no options";
+    EXPECT_EQ(textOf(count.why().reason(0).change()), sFirst);
+    EXPECT_EQ(textOf(count.why().reason(1).change()), sSecond);
+    EXPECT_THAT(count.why().reason(1).now(), ElementsAre("user", "system"));
     const pbcommon::Reply choice = ask(kUser, "why { " + address("choice") + " }");
-    ASSERT_EQ(choice.reason_size(), 3);
-    ASSERT_EQ(textOf(choice.reason(1).change()), sSecond);
-    EXPECT_EQ(choice.reason(1).change().effect(1).trigger(), "n.text");
-    EXPECT_EQ(choice.reason(2).revision(), 0U);
+    ASSERT_EQ(choice.why().reason_size(), 3);
+    ASSERT_EQ(textOf(choice.why().reason(1).change()), sSecond);
+    EXPECT_EQ(choice.why().reason(1).change().effect(1).trigger(), "n.text");
+    EXPECT_EQ(choice.why().reason(2).revision(), 0U);
 }
 
 TEST_F(Durable, MovesAFileAsideThatItCannotUseAndBeginsAnother) {
@@ -124,7 +125,7 @@ TEST_F(Durable, BringsAnEarlierVersionToThisOneAlsoWhereItCanOnlyBeRead) {
         EXPECT_THAT(history(kUser), ElementsAre("1 me: n.text=a\"b | n.text:a\"b n.count:007"))
             << sPlace;
         EXPECT_EQ(get(kUser, "count"), "kNoError (0) n.count=7") << "canonical since then";
-        EXPECT_EQ(ask(kUser, "why { " + address("count") + " }").reason(0).revision(), 1U);
+        EXPECT_EQ(ask(kUser, "why { " + address("count") + " }").why().reason(0).revision(), 1U);
     }
     EXPECT_EQ(set(kUser, {{"text", "new"}}), "kNoError (0) n.text=new");
     EXPECT_EQ(m_log.count("/writable/appconfig.db: bringing version 1 to version 2\n"), 1U);
@@ -247,18 +248,20 @@ TEST_F(Durable, KeepsTheNewestTenThousandChangesAndTellsThemPageByPage) {
     start(kSchema);
     for (std::uint64_t i = 1; i <= kChanges; ++i) set(kUser, {{"count", std::to_string(i)}});
     std::uint64_t nNext = kChanges;
-    pbcommon::Reply reply;
+    pbcommon::HistoryReply page;
     do {
-        reply = ask(kUser, "history { pattern: 'n.c*' before: " + std::to_string(nNext + 1) + " }");
-        for (const auto& change : reply.history()) EXPECT_EQ(change.revision(), nNext--);
-    } while (reply.has_revision() && !HasFailure());
+        page = ask(kUser, "history { pattern: 'n.c*' before: " + std::to_string(nNext + 1) + " }")
+                   .history();
+        for (const auto& change : page.change()) EXPECT_EQ(change.revision(), nNext--);
+    } while (page.has_revision() && !HasFailure());
     EXPECT_EQ(nNext + 1, kOldest);
     // whoever watches on from an old revision is told what is gone, then all else once
     std::uint64_t nSince = 100;
     do {
-        reply = ask(kUser, "watch { pattern: '*' since: " + std::to_string(nSince) + " }");
+        const pbcommon::WatchReply reply =
+            ask(kUser, "watch { pattern: '*' since: " + std::to_string(nSince) + " }").watch();
         EXPECT_EQ(reply.oldest(), nSince == 100 ? kOldest : 0);
-        for (const auto& change : reply.history()) {
+        for (const auto& change : reply.change()) {
             EXPECT_EQ(change.revision(), std::max(nSince + 1, kOldest));
             nSince = change.revision();
         }
@@ -284,8 +287,8 @@ TEST_F(Durable, KeepsTheLogSmallWhateverIsReadBetweenChanges) {
     }
     EXPECT_LT(nLongest, 8U << 20);
 
-    Committed large;
-    large.change.set_revision(m_service->database().newest() + 1);
+    PendingChange large;
+    large.record.nRevision = m_service->database().newest() + 1;
     large.settings = {{"n.text", pbcommon::VALUE, std::string(20 << 20, 'x')}};
     ASSERT_EQ(m_service->database().commit({&large, 1}), kNoError);
     EXPECT_GT(std::filesystem::file_size(sLog), 16U << 20);

@@ -25,7 +25,7 @@ TEST_F(Dispatcher, EndsOnlyTheConnectionOfABadFrameAndTheLogSaysWhy) {
         {setFrame("s") + sPing.substr(0, 5),              kLate},
     };
     // clang-format on
-    dispatcher().setFrameTime(std::chrono::milliseconds(200));
+    setFrameTime(200);
     start();
     const RawClient other(socketPath());
     std::string sLog;
@@ -114,14 +114,14 @@ TEST_F(Dispatcher, TellsAStalledWatcherWhatItMissedAndDelaysNobody) {
     }
     std::uint64_t nSeen = 0;
     pbcommon::Reply news;
-    while (watcher.receive(news) && !news.has_missed()) {
-        EXPECT_EQ(news.change().client(), std::to_string(nSeen++) + sMuch);
+    while (watcher.receive(news) && !news.event().has_missed()) {
+        EXPECT_EQ(news.event().change().client(), std::to_string(nSeen++) + sMuch);
     }
-    EXPECT_EQ(nSeen + news.missed(), 400U);
-    EXPECT_GT(news.missed(), 0U);
+    EXPECT_EQ(nSeen + news.event().missed(), 400U);
+    EXPECT_GT(news.event().missed(), 0U);
     maker.send(setFrame("next"));
     ASSERT_TRUE(watcher.receive(news));
-    EXPECT_EQ(news.change().client(), "next");
+    EXPECT_EQ(news.event().change().client(), "next");
 }
 
 struct PipelineCaseT {
@@ -134,9 +134,10 @@ struct PipelineCaseT {
 
 // clang-format off
 const std::string kSet1 = setFrame("s1"), kSet2 = setFrame("s2"), kDry = setFrame("d", true);
-const std::string kGet = getFrame("g"), kShutdown = RawClient::frame("role: kSystem shutdown {}");
+const std::string kOther = RawClient::frame("history { pattern: 'h' }"), kGet = getFrame("g"), kShutdown = RawClient::frame("role: kSystem shutdown {}");
 const PipelineCaseT pipelineCases[] = {
     {"ChangesShareACommit",     kSet1 + kSet2 + kSet1,                   "s1 s2 s1 commit ",       "s1 s2 s1 ", "failure failure failure "},
+    {"AnotherKindOfChange",     kSet1 + kOther + kSet2,                  "s1 h s2 commit ",        "s1 h s2 ",  "failure failure failure "},
     {"ReadingWaits",            kSet1 + kGet + kSet2,                    "s1 commit g s2 commit ", "s1 g s2 ",  "failure g failure "},
     {"RehearsalsAreHeldBehind", kDry + kSet1 + kDry + kGet,              "d s1 d commit g ",       "d s1 d g ", "d failure failure g "},
     {"ShutdownWaits",           kSet1 + kShutdown,                       "s1 commit ",             "s1 0 ",     "failure 0 "},
@@ -151,7 +152,7 @@ protected:
     /// The answers to what the case sends.
     std::string answers(eErrorT committed) {
         m_handler.m_at = [this, committed](const std::string& sWhat) {
-            if (sWhat == "end") dispatcher().end();
+            if (sWhat == "end") PbUtility::end(m_pbUtils);
             return committed;
         };
         start();
@@ -211,13 +212,43 @@ TEST_F(Dispatcher, TellsWatchersAfterTheCommitAndNobodyElse) {
     EXPECT_EQ(answer(maker, setFrame("kept")), "kept");
     pbcommon::Reply news;
     ASSERT_TRUE(watcher.receive(news));
-    EXPECT_EQ(news.change().client(), "kept");
-    // one that watches and changes hears of its own change, too
-    watcher.send(setFrame("own"));
+    EXPECT_EQ(news.event().change().client(), "kept");
+    // one that watches and changes is answered before it hears of its own change
+    EXPECT_EQ(answer(watcher, setFrame("own")), "own");
     ASSERT_TRUE(watcher.receive(news));
-    EXPECT_EQ(news.change().client(), "own");
-    EXPECT_EQ(answer(watcher), "own");
+    EXPECT_EQ(news.event().change().client(), "own");
     EXPECT_FALSE(other.hasAnswer() || maker.hasAnswer());
+}
+
+TEST_F(Dispatcher, EchoesTheIdOfEachRequestAndOfEachWatchOfAConnection) {
+    start();
+    const RawClient client(socketPath());
+    std::string sSeen;
+    const auto seen = [&](std::size_t nReplies) {
+        pbcommon::Reply reply;
+        for (sSeen = ""; nReplies > 0 && client.receive(reply); --nReplies) {
+            sSeen += std::to_string(reply.id()) + (reply.has_event() ? "e " : " ");
+        }
+        return sSeen;
+    };
+    const std::string sSet = setFrame("s"), sId = "\x60\x07";  // id: 7
+    const auto withId = [&](std::string sFrame) {
+        sFrame[3] = static_cast<char>(sFrame[3] + sId.size());
+        return sFrame + sId;
+    };
+    for (const char* const watch :
+         {"id: 1 watch { pattern: '*' }", "id: 2 watch { pattern: '*' }",
+          "id: 3 watch { pattern: 'nothing' }", "id: 2 watch { pattern: 'nothing' }",
+          "id: 18446744073709551615 watch { pattern: '*' }"}) {
+        client.send(RawClient::frame(watch));
+    }
+    EXPECT_EQ(seen(5), "1 2 3 2 18446744073709551615 ");
+    client.send(withId(sSet) + sSet + withId(RawClient::ping()));
+    EXPECT_EQ(seen(7), "7 0 1e 18446744073709551615e 1e 18446744073709551615e 7 ");
+    m_handler.m_at = [](const std::string&) { return kWriteError; };
+    client.send(withId(sSet) + sSet);
+    EXPECT_EQ(seen(2), "7 0 ");
+    EXPECT_FALSE(client.hasAnswer());
 }
 
 TEST_F(Dispatcher, AnswersForWhatARequestThrowsAndEndsInOrderOverWhatACommitThrows) {
@@ -264,7 +295,7 @@ TEST_F(Dispatcher, ListensAnewWhereItsPlaceIsRemovedAndGoesOnWhereItCannot) {
     std::filesystem::rename(m_directory.file("run/other"), socketPath());
     EXPECT_TRUE(isLogged("exists and is not a socket", 1)) << "what took its name is not removed";
     EXPECT_EQ(answer(before, RawClient::ping()), "0");
-    dispatcher().end();
+    PbUtility::end(m_pbUtils);
     m_pbUtils.join();
     EXPECT_TRUE(std::filesystem::is_regular_file(socketPath()));
     EXPECT_EQ(m_log.count("listening anew"), nTimes);

@@ -7,13 +7,14 @@
 #include <functional>
 #include <mutex>
 
-#include "dispatcher.h"
+#include "control.h"
 #include "logfile.h"
 #include "pbUtils.h"
 #include "rawclient.h"
+#include "requesthandler.h"
 
-/// Answers with what it saw of the request. A `set` waits for the commit unless it is a rehearsal;
-/// watchers hear its value. Keeps a trace.
+/// Answers with what it saw of the request. A `set`, unless it is a rehearsal, and a `history`
+/// change something; watchers hear what. Keeps a trace.
 class EchoHandler : public PbUtility::RequestHandler {
 public:
     /// Called at a change, with its value, and at a commit, for its result. Dispatcher's thread.
@@ -21,42 +22,47 @@ public:
 
     void dispatchingBegins() override {}
 
+    [[nodiscard]] bool isChange(const pbcommon::Request& request) const override {
+        return request.has_set() || request.has_history();
+    }
+
     PbUtility::Answer handle(const pbcommon::Requester& requester, const pbcommon::Request& request,
-                             pbcommon::Reply& reply, PbUtility::Client& client) override {
+                             pbcommon::Reply& reply) override {
         if (request.has_watch()) {
-            const eErrorT result = client.watch({requester.role, request.watch().pattern()});
-            reply.set_code(static_cast<pbcommon::ErrorCode>(result));
-        } else if (request.has_set()) {
-            const std::string& sValue = request.set().assignment(0).value();
+            return {.watcher = PbUtility::Watcher{requester.role, request.watch().pattern()}};
+        }
+        if (isChange(request)) {
+            const std::string& sValue = request.has_set() ? request.set().assignment(0).value()
+                                                          : request.history().pattern();
             note(sValue.substr(0, 10));
             reply.add_tag(sValue);
             (void)m_at(sValue);
-            if (!request.set().dry_run()) {
-                m_changes.push_back(sValue);
-                return PbUtility::Answer::kUncommitted;
-            }
-        } else {
-            const std::string& sNode = request.get().address().node();
-            note(sNode.substr(0, 10));
-            reply.add_tag(sNode + " " + requester.sClient + " " + std::to_string(requester.role));
+            if (request.set().dry_run()) return {};
+            m_changes.push_back(sValue);
+            return {.bUncommitted = true};
         }
-        return PbUtility::Answer::kFinal;
+        const std::string& sNode = request.get().address().node();
+        note(sNode.substr(0, 10));
+        reply.add_tag(sNode + " " + requester.sClient + " " + std::to_string(requester.role));
+        return {};
     }
 
-    eErrorT commit(PbUtility::Publisher& publisher, pbcommon::Reply& failure) override {
+    eErrorT commit(PbUtility::Revisions& revisions, pbcommon::Reply& failure) override {
         note("commit");
         const eErrorT result = m_at("commit");
         if (result != kNoError) failure.add_tag("failure");
-        for (const std::string& sValue : std::exchange(m_changes, {})) {
-            publisher.publish([&](const PbUtility::Watcher& watcher, pbcommon::Reply& message) {
-                message.mutable_change()->set_client(sValue);
-                return result == kNoError && watcher.sPattern == "*";
-            });
-        }
+        revisions = {.nFirst = 0, .nLast = m_changes.size() - 1};
+        if (result != kNoError) m_changes.clear();
         return result;
     }
+    bool tell(std::uint64_t nRevision, const PbUtility::Watcher& watcher,
+              pbcommon::Event& event) override {
+        event.mutable_change()->set_client(m_changes[nRevision]);
+        return watcher.sPattern == "*";
+    }
+    void release() override { m_changes.clear(); }
 
-    /// What it was asked for, words with a blank behind each.
+    /// What it was asked for, words with a blank after each.
     [[nodiscard]] std::string trace() const {
         const std::lock_guard lock(m_mutex);
         return m_sTrace;
@@ -90,11 +96,12 @@ protected:
 
     void start(bool bReady = true) {
         ASSERT_EQ(m_pbUtils.start(), kNoError);
-        dispatcher().setRequestHandler(m_handler);
+        ASSERT_EQ(PbUtility::setRequestHandler(m_pbUtils, m_handler), kNoError);
         m_pbUtils.readyToDispatchMessages(bReady);
     }
-    [[nodiscard]] PbUtility::PbUtilsImpl& dispatcher() {
-        return *PbUtility::PbUtilsImpl::of(m_pbUtils);
+    void setFrameTime(int nMilliseconds) {
+        ASSERT_EQ(PbUtility::setFrameTime(m_pbUtils, std::chrono::milliseconds(nMilliseconds)),
+                  kNoError);
     }
     [[nodiscard]] std::string socketPath() const { return m_directory.path("run/echo.sock"); }
 

@@ -69,12 +69,13 @@ TEST_F(Limits, RefuseConnectionsAndWatchersBeyondThemUntilOthersLeave) {
               1U);
     EXPECT_EQ(m_log.count("too many"), 1U) << "a flood does not reach the log";
     const std::string sWatch = RawClient::frame("watch { pattern: '*' }");
-    for (std::size_t i = 0; i < pbcommon::kMaxWatchers; ++i) {
+    for (std::size_t i = 0; i < pbcommon::kMaxWatches; ++i) {
         ASSERT_EQ(answer(m_clients[i], sWatch), "0") << i;
     }
-    const RawClient& late = m_clients[pbcommon::kMaxWatchers];
-    EXPECT_EQ(answer(late, sWatch), std::to_string(kOutOfResources));
-    EXPECT_EQ(answer(m_clients[0], sWatch), "0") << "it watches already";
+    const RawClient& late = m_clients[pbcommon::kMaxWatches];
+    EXPECT_EQ(answer(late, sWatch), "ERR_TOO_MANY_WATCHERS");
+    EXPECT_EQ(answer(m_clients[0], sWatch), "0") << "takes the place of the watch with its id";
+    EXPECT_EQ(answer(m_clients[0], RawClient::frame("id: 1 watch {}")), "ERR_TOO_MANY_WATCHERS");
     m_clients.pop_front();
     EXPECT_TRUE(soon([&] { return serves() && answer(late, sWatch) == "0"; }));
 }
@@ -129,7 +130,7 @@ TEST_F(Dispatcher, LooksUpRoleGroupsUntilTheyAreFound) {
 }
 
 TEST_F(Limits, LetAWholeFrameWaitUntilTheServiceIsReady) {
-    dispatcher().setFrameTime(std::chrono::milliseconds(500));
+    setFrameTime(500);
     start(false);
     const RawClient whole(socketPath()), broken(socketPath()), half(socketPath());
     const std::string sFrame = getFrame("whole");

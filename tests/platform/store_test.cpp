@@ -134,9 +134,10 @@ TEST_F(Store, ListsALargeSchemaPageByPageWithoutGapOrDoubling) {
         " max_length: 2000 default_value: '" +
         std::string(2000, 'x') + "' }");
     std::set<std::string> names;
-    pbcommon::Reply reply;
+    pbcommon::ListReply reply;
     do {
-        reply = ask(kUser, "list { pattern: 'n*l*' start: " + std::to_string(reply.next()) + " }");
+        reply = ask(kUser, "list { pattern: 'n*l*' start: " + std::to_string(reply.next()) + " }")
+                    .list();
         EXPECT_LT(reply.ByteSizeLong(), pbcommon::kMaxMessageBytes);
         for (const auto& row : reply.variable()) EXPECT_TRUE(names.insert(row.name()).second);
         EXPECT_EQ(reply.next(), reply.has_next() ? names.size() : 0) << "counts what is hidden";
@@ -286,14 +287,16 @@ TEST_F(Store, ShowsOfAChangeWhatItsOwnMomentShowsWhateverSharesItsCommit) {
         for (const bool bHide : {bHiddenFirst, !bHiddenFirst}) {
             set(kSystem, {bHide ? std::pair{"other", "false"} : std::pair{"open", "true"}});
         }
-        ASSERT_EQ(m_others.commit(m_service->requests()), kNoError);
+        pbcommon::Reply failure;
+        ASSERT_EQ(m_others.commit(m_service->requests(), failure), kNoError);
         m_others.bHeld = false;
         ASSERT_EQ(m_others.all.size(), 1U);
         EXPECT_EQ(m_others.told.effect(m_others.told.effect_size() - 1).trigger(),
                   bHiddenFirst ? "" : "n.open");
-        const pbcommon::Reply later = ask(kUser, "history { pattern: '*choice' }");
-        EXPECT_EQ(textOf(later.history(0)), std::to_string(1 + bHiddenFirst) + " me: | n.choice:b");
-        EXPECT_EQ(later.history(0).effect(0).trigger(), "") << "it is hidden now";
+        const pbcommon::Reply reply = ask(kUser, "history { pattern: '*choice' }");
+        const pbcommon::Change& later = reply.history().change(0);
+        EXPECT_EQ(textOf(later), std::to_string(1 + bHiddenFirst) + " me: | n.choice:b");
+        EXPECT_EQ(later.effect(0).trigger(), "") << "it is hidden now";
     }
 }
 

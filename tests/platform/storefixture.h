@@ -46,9 +46,13 @@ protected:
     static std::string textOf(const pbcommon::Reply& reply) {
         std::string sText = pbcommon::describeCode(reply.code());
         for (const auto& sTag : reply.tag()) sText += " " + sTag;
-        for (const auto& row : reply.variable()) sText += " " + row.name() + "=" + row.value();
-        if (reply.has_failed()) sText += " failed " + std::to_string(reply.failed());
-        return sText + (reply.reboot_needed() ? " reboot" : "");
+        pbcommon::ListReply shown;
+        *shown.mutable_variable() =
+            reply.has_list() ? reply.list().variable() : reply.set().variable();
+        shown.mutable_variable()->MergeFrom(reply.get().variable());
+        for (const auto& row : shown.variable()) sText += " " + row.name() + "=" + row.value();
+        if (reply.set().has_failed()) sText += " failed " + std::to_string(reply.set().failed());
+        return sText + (reply.set().reboot_needed() ? " reboot" : "");
     }
     /// A change as one line: "revision client: assignments | effects".
     static std::string textOf(const pbcommon::Change& change) {

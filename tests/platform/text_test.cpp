@@ -59,8 +59,8 @@ TEST(PrintableText, EscapesWhatATerminalOrALogWouldActOnAndWhatDeceivesAReader) 
     EXPECT_EQ(pbcommon::cleaned("ab\n", 4), "ab...");
 }
 
-TEST(Tags, AreThoseOfTheReadmeWithTheirCodesAndSentences) {
-    const std::string text = TemporaryDirectory::contentOf(SOURCES "/README.md");
+TEST(Tags, AreThoseOfTheProtocolsPageWithTheirCodesAndSentences) {
+    const std::string text = TemporaryDirectory::contentOf(SOURCES "/docs/protocol.md");
     std::string sTable;
     for (const pbcommon::TagParamT& row : pbcommon::tags()) {
         const auto code = static_cast<pbcommon::ErrorCode>(row.code);

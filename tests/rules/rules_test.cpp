@@ -6,6 +6,7 @@
 #include <set>
 
 #include "AppConfigServiceProvider.h"
+#include "address.h"
 #include "casename.h"
 #include "everything.h"
 #include "logfile.h"
@@ -23,7 +24,7 @@ using TextsT = std::vector<std::string>;
 TextsT consequences(const google::protobuf::RepeatedPtrField<pbcommon::Effect>& effects) {
     TextsT texts;
     for (const pbcommon::Effect& effect : effects) {
-        if (effect.cause() == "request") continue;
+        if (effect.cause() == pbcommon::REQUEST) continue;
         std::string& sText = texts.emplace_back(effect.variable() + ":");
         for (const std::string& sAfter : effect.after()) sText += " " + sAfter;
     }
@@ -50,8 +51,10 @@ protected:
         std::string sText;
         const pbcommon::Request values = setRequest(presets);
         for (const pbcommon::Assignment& preset : values.set().assignment()) {
-            sText += "preset { node: '" + preset.address().node() + "' name: '" +
-                     preset.address().variable() + "' default_value: '" + preset.value() + "' }\n";
+            const pbcommon::AddressView address = pbcommon::viewOf(preset.address());
+            sText.append("preset { node: '").append(address.sNode);
+            sText.append("' name: '").append(address.sVariable);
+            sText.append("' default_value: '" + preset.value() + "' }\n");
         }
         (void)m_directory.file("presets.textproto", sText);
         m_provider.reset(AppConfigProvider::AppConfigServiceProvider::getInstance());
@@ -154,8 +157,9 @@ TEST_P(Cascade, HasTheseEffectsAndNoOther) {
     }
     const pbcommon::Reply reply = set(GetParam().change);
     EXPECT_EQ(reply.code(), pbcommon::kNoError);
-    EXPECT_THAT(consequences(reply.effect()), UnorderedElementsAreArray(GetParam().effects));
-    EXPECT_THAT(set(GetParam().change).effect(), IsEmpty()) << "done twice, it does something more";
+    EXPECT_THAT(consequences(reply.set().effect()), UnorderedElementsAreArray(GetParam().effects));
+    EXPECT_THAT(set(GetParam().change).set().effect(), IsEmpty())
+        << "done twice, it does something more";
 }
 
 INSTANTIATE_TEST_SUITE_P(, Cascade, testing::ValuesIn(cascadeCases), caseName);
@@ -167,7 +171,7 @@ TEST_F(Service, DefaultsFitTheRules) {
     for (const AppConfig::Cell& cell : AppConfig::Service::process().store().cells()) {
         const pbcommon::Reply reply = set({cell.sAddress + "=" + cell.row->default_value()});
         EXPECT_EQ(reply.code(), pbcommon::kNoError) << cell.sAddress;
-        EXPECT_THAT(reply.effect(), IsEmpty()) << cell.sAddress;
+        EXPECT_THAT(reply.set().effect(), IsEmpty()) << cell.sAddress;
     }
 }
 
@@ -202,13 +206,13 @@ TEST_F(Service, StartUpBringsADirtyStateIntoLine) {
     pbcommon::Request request;
     request.mutable_history()->set_pattern("*");
     const pbcommon::Reply reply = ask(request);
-    ASSERT_EQ(reply.history_size(), 1);
+    ASSERT_EQ(reply.history().change_size(), 1);
     const TextsT locked = each({kHome}, {"addressbar.itemright", "addressbar.itemleft", "kioskmode",
                                          "showappshortcuts"}) +
                           TextsT{"security.accesscontrol.userloginrequired", "pm.selfviewauto"};
     // presets hold for every instance
     EXPECT_THAT(
-        consequences(reply.history(0).effect()),
+        consequences(reply.history().change(0).effect()),
         UnorderedElementsAreArray(
             each(locked, kReadOnly) +
             TextsT{kSubPages + ": keypad", kSubPages + ": keypad contacts speed_dials"} +
@@ -234,14 +238,14 @@ TEST_F(Service, RehearsesExactlyWhatAChangeThenDoesAndLeavesNoTrace) {
         ASSERT_EQ(everythingOf(AppConfig::Service::process().store()), sBefore)
             << testing::PrintToString(change);
         pbcommon::Reply done = set(change);
-        done.clear_revision();
+        if (done.has_set()) done.mutable_set()->clear_revision();
         ASSERT_EQ(rehearsed.SerializeAsString(), done.SerializeAsString())
             << testing::PrintToString(change);
         ASSERT_EQ(everythingOf(AppConfig::Service::process().store()) == sBefore,
-                  done.effect().empty())
+                  done.set().effect().empty())
             << testing::PrintToString(change);
         nAccepted += done.code() == pbcommon::kNoError ? 1 : 0;
-        nCascades += done.effect_size() > static_cast<int>(change.size()) ? 1 : 0;
+        nCascades += done.set().effect_size() > static_cast<int>(change.size()) ? 1 : 0;
     }
     EXPECT_GT(nAccepted, 500) << "too few changes were accepted to say much";
     EXPECT_GT(nCascades, 50) << "too few cascades to say much";

@@ -1,7 +1,6 @@
 #ifndef TESTS_SUPPORT_ONEWATCHER_H
 #define TESTS_SUPPORT_ONEWATCHER_H
 
-#include <functional>
 #include <string>
 #include <vector>
 
@@ -10,18 +9,28 @@
 
 /// Acts as the dispatcher: puts requests to a handler, commits each at once or several together,
 /// and keeps what the one who watches has been told last.
-class OneWatcher : private PbUtility::Publisher, private PbUtility::Client {
+class OneWatcher {
 public:
     pbcommon::Reply ask(PbUtility::RequestHandler& handler, const pbcommon::Requester& requester,
                         const pbcommon::Request& request) {
-        pbcommon::Reply reply, failure;
-        const bool bFinal =
-            handler.handle(requester, request, reply, *this) == PbUtility::Answer::kFinal;
-        return bFinal || bHeld || handler.commit(*this, failure) == kNoError ? reply : failure;
+        pbcommon::Reply reply;
+        const PbUtility::Answer answer = handler.handle(requester, request, reply);
+        if (answer.watcher) watcher = *answer.watcher;
+        if (answer.bUncommitted && !bHeld) (void)commit(handler, reply);
+        return reply;
     }
-    eErrorT commit(PbUtility::RequestHandler& handler) {
+    /// @param reply  becomes the failure, when there is one
+    eErrorT commit(PbUtility::RequestHandler& handler, pbcommon::Reply& reply) {
+        PbUtility::Revisions revisions;
         pbcommon::Reply failure;
-        return handler.commit(*this, failure);
+        const eErrorT result = handler.commit(revisions, failure);
+        if (result != kNoError) reply = failure;
+        for (std::uint64_t n = revisions.nFirst; n <= revisions.nLast; ++n) {
+            pbcommon::Event event;
+            if (handler.tell(n, watcher, event)) all.push_back(told = event.change());
+        }
+        handler.release();
+        return result;
     }
 
     bool bHeld = false;  ///< changes wait for commit()
@@ -29,14 +38,6 @@ public:
     PbUtility::Watcher watcher;
     pbcommon::Change told;
     std::vector<pbcommon::Change> all;
-
-private:
-    eErrorT watch(PbUtility::Watcher asked) override { return watcher = asked, kNoError; }
-    void publish(
-        const std::function<bool(const PbUtility::Watcher&, pbcommon::Reply&)>& news) override {
-        pbcommon::Reply message;
-        if (news(watcher, message)) told = message.change(), all.push_back(told);
-    }
 };
 
 #endif

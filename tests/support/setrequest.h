@@ -4,7 +4,6 @@
 #include <string>
 #include <vector>
 
-#include "address.h"
 #include "messages.pb.h"
 
 /// A request to change variables; an assignment is "node.variable[1]=value".
@@ -12,12 +11,8 @@ inline pbcommon::Request setRequest(const std::vector<std::string>& assignments)
     pbcommon::Request request;
     for (const std::string& sAssignment : assignments) {
         const std::size_t equals = sAssignment.find('=');
-        const auto address = pbcommon::parseAddress(sAssignment.substr(0, equals)).value();
         pbcommon::Assignment& assignment = *request.mutable_set()->add_assignment();
-        assignment.mutable_address()->set_node(address.sNode);
-        assignment.mutable_address()->set_node_instance(address.nNodeInstance);
-        assignment.mutable_address()->set_variable(address.sVariable);
-        assignment.mutable_address()->set_instance(address.nVarInstance);
+        assignment.mutable_address()->set_name(sAssignment.substr(0, equals));
         assignment.set_value(sAssignment.substr(equals + 1));
     }
     return request;

@@ -92,17 +92,17 @@ TEST_F(System, AnswersEachRequestOfASession) {
          "false\ntrue  (not accepted now: kBadParameter (-3))\n"},
         {"options security.remoteaccess.web.httpport", 1,
          "cfgctl: security.remoteaccess.web.httpport has no options; it accepts 1..65535\n"},
-        {"get no.such", 1, "cfgctl: no variable no.such for this role; 'cfgctl list' shows all\n"},
+        {"get no.such", 1, "cfgctl: unknown variable no.such (or not visible to this role); see 'cfgctl list'\n"},
         {"get Management.SNMP.ListenPort", 1,
-         "cfgctl: no variable Management.SNMP.ListenPort for this role; "
+         "cfgctl: unknown variable Management.SNMP.ListenPort (or not visible to this role); "
          "did you mean management.snmp.listeningport?\n"},
         {"set management.snmp.traptarget.targetport[3]=1024", 1,
-         "cfgctl: no variable management.snmp.traptarget.targetport[3] for this role; "
+         "cfgctl: unknown variable management.snmp.traptarget.targetport[3] (or not visible to this role); "
          "did you mean management.snmp.traptarget.targetport[1]?\nnothing has been changed\n"},
         {"list 'nothing*'", 1, "cfgctl: no variable matches nothing* for this role\n"},
         {"get management..snmp", 2,
-         "cfgctl: 'management..snmp' names no variable; write node.variable, "
-         "with [n] behind either for an instance other than 0\n"},
+         "cfgctl: 'management..snmp' is not a variable's name; write node.variable, "
+         "with [n] after either for an instance other than 0\n"},
         {"--role user shutdown", 1, "cfgctl: shutdown refused: kNotAuthorized (-41) ERR_ROLE_NOT_ALLOWED\n"},
     };
     // clang-format on
@@ -131,7 +131,7 @@ TEST_F(System, TellsAScriptWhatHappened) {
         {"$cfgctl set " + sLocation + "=Lobby >/dev/full", 5,
          "cfgctl: cannot write to standard output: No space left on device\n"},
         {"$cfgctl --json get no.such >/dev/full", 1,
-         "cfgctl: no variable no.such for this role; 'cfgctl list' shows all\n"
+         "cfgctl: unknown variable no.such (or not visible to this role); see 'cfgctl list'\n"
          "cfgctl: cannot write to standard output: No space left on device\n"},
         {"$cfgctl --socket elsewhere ping", 3,
          "cfgctl: no service at elsewhere: No such file or directory; is appconfig running?\n"},
@@ -276,7 +276,8 @@ TEST_F(OtherUser, DoesNotHearOfWhatIsHidden) {
     for (const char* const command : {"get", "describe", "options", "why"}) {
         const Outcome hidden = other(command + std::string(" management.snmp.privacypassword"));
         EXPECT_EQ(hidden.nStatus, 1) << command;
-        EXPECT_THAT(hidden.sOut + hidden.sErr, HasSubstr("no variable management.snmp.privacyp"));
+        EXPECT_THAT(hidden.sOut + hidden.sErr,
+                    HasSubstr("unknown variable management.snmp.privacyp"));
     }
     for (const char* const command :
          {"list", "history", "complete -- get management.snmp.",
@@ -312,7 +313,7 @@ TEST_F(System, TellsTheServiceManagerWhenItServes) {
     }
     start();  // nobody listens there any more
     unsetenv("NOTIFY_SOCKET");
-    EXPECT_THAT(m_daemon->log(), HasSubstr("cannot tell @" + m_home.path("notify")));
+    EXPECT_THAT(m_daemon->log(), HasSubstr("cannot notify @" + m_home.path("notify")));
 }
 
 TEST_F(System, WritesCoreFilesOnlyWithTheSwitch) {

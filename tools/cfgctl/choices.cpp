@@ -1,6 +1,6 @@
 #include "choices.h"
 
-#include "text.h"
+#include "display.h"
 
 namespace cfgctl {
 
@@ -21,12 +21,11 @@ TextsT valuesOf(const pbcommon::Variable& variable) {
 
 ChoicesT choicesOf(const AskT& ask, const pbcommon::Variable& variable) {
     ChoicesT choices;
-    const auto address = pbcommon::parseAddress(variable.name());
-    for (const std::string& sValue : address ? valuesOf(variable) : TextsT()) {
+    for (const std::string& sValue : valuesOf(variable)) {
         pbcommon::Request request;
         request.mutable_set()->set_dry_run(true);
         pbcommon::Assignment& assignment = *request.mutable_set()->add_assignment();
-        fillAddress(*address, *assignment.mutable_address());
+        assignment.mutable_address()->set_name(variable.name());
         assignment.set_value(sValue);
         choices.push_back({.sValue = sValue, .answer = ask(request)});
     }

@@ -5,7 +5,7 @@
 #include <vector>
 
 #include "messages.pb.h"
-#include "output.h"
+#include "render.h"
 #include "session.h"
 
 namespace cfgctl {
@@ -17,8 +17,8 @@ struct ChoiceT {
 };
 using ChoicesT = std::vector<ChoiceT>;
 
-/// The values of a described variable one by one, each rehearsed: whether a rule or the role stands
-/// against one is not said by what is offered. None for a variable of another kind.
+/// The values of a described variable one by one, each rehearsed: what is offered does not
+/// say whether a rule or the role is against one. None for a variable of another kind.
 [[nodiscard]] ChoicesT choicesOf(const AskT& ask, const pbcommon::Variable& variable);
 
 [[nodiscard]] TextsT acceptedOf(const ChoicesT& choices);

@@ -7,14 +7,14 @@
 #include <sstream>
 #include <vector>
 
-#include "names.h"
+#include "roles.h"
 
 namespace cfgctl {
 
 namespace {
 
 constexpr const char* kMainHelp =
-    "A variable is written node.variable, with [n] behind either for an instance other than 0.\n"
+    "A variable is written node.variable, with [n] after either for an instance other than 0.\n"
     "Exit status: 0 done, 1 refused by the service, 2 wrong usage (nothing was sent),\n"
     "3 no service (nothing was changed), 4 no answer in time, or outcome unknown,\n"
     "5 done, but the output could not be written.\n"
@@ -24,8 +24,8 @@ pbcommon::Role roleOf(const std::string& sName) {
     if (const auto role = roleNamed(sName)) {
         return *role;
     }
-    throw CLI::ValidationError(
-        "--role", "'" + sName + "' is none of " + CLI::detail::join(roleNames(), ", "));
+    throw CLI::ValidationError("--role", "invalid role '" + sName + "'; choose from " +
+                                             CLI::detail::join(roleNames(), ", "));
 }
 
 std::uint64_t numberOf(const OptionT& option, const std::string& text) {
@@ -36,9 +36,28 @@ std::uint64_t numberOf(const OptionT& option, const std::string& text) {
         nNumber <= option.nMost) {
         return nNumber;
     }
-    throw CLI::ValidationError(option.name, "'" + text + "' is no number from " +
+    throw CLI::ValidationError(option.name, "'" + text + "' is not a number from " +
                                                 std::to_string(option.nLeast) + " to " +
                                                 std::to_string(option.nMost));
+}
+
+/// As help names an operand.
+const char* labelOf(OperandKind kind) {
+    switch (kind) {
+        case OperandKind::kName:
+            return "NAME";
+        case OperandKind::kAssignment:
+            return "NAME=VALUE";
+        case OperandKind::kPattern:
+            return "PATTERN";
+        case OperandKind::kShell:
+            return "SHELL";
+        case OperandKind::kWord:
+            return "WORD";
+        case OperandKind::kNone:
+            break;
+    }
+    return "";
 }
 
 /// Seconds, a fraction too, from a thousandth up to a day.
@@ -56,9 +75,9 @@ Connection::Clock::duration timeoutOf(const std::string& text) {
 
 std::string isNotEmpty(const std::string& text) { return text.empty() ? "it is empty" : ""; }
 
-/// The options that stand before a command or behind it.
+/// The options that may be before a command or after it.
 void addGlobalOptions(CLI::App& app, OptionsT& options) {
-    app.set_help_flag("-h,--help", "Print this help and end");
+    app.set_help_flag("-h,--help", "Print this help and exit");
     app.add_option_function<std::string>(
            "--role", [&options](const std::string& sName) { options.role = roleOf(sName); },
            "Act as user, admin, provisioning or system\n(default: your highest, up to admin)")
@@ -100,37 +119,23 @@ void addCommand(CLI::App& app, const CommandT& command, CommandLine& line) {
     if (command.option != nullptr) {
         addOption(sub, *command.option, line.options);
     }
-    if (command.operands != OperandCount::kNone) {
-        const bool bNeeded = command.operands != OperandCount::kAtMostOne;
-        sub.add_option(command.operand, line.operands, command.operandHelp)
+    if (command.count != OperandCount::kNone) {
+        const bool bNeeded = command.count != OperandCount::kAtMostOne;
+        sub.add_option(labelOf(command.kind), line.operands, command.operandHelp)
             ->type_name("")
             ->required(bNeeded)
-            ->expected(bNeeded ? 1 : 0, command.operands == OperandCount::kAny ? -1 : 1);
+            ->expected(bNeeded ? 1 : 0, command.count == OperandCount::kAny ? -1 : 1);
     }
 }
 
 }  // namespace
-
-std::vector<std::string> roleNames() {
-    std::vector<std::string> names;
-    for (int nRole = pbcommon::kUser; nRole <= pbcommon::kSystem; ++nRole) {
-        names.push_back(pbcommon::roleName(nRole));
-    }
-    return names;
-}
-
-std::optional<pbcommon::Role> roleNamed(const std::string& sName) {
-    const auto role = pbcommon::roleNamed(sName);
-    return role && *role <= pbcommon::kSystem ? std::optional(static_cast<pbcommon::Role>(*role))
-                                              : std::nullopt;
-}
 
 CommandLine parseCommandLine(int argc, const char* const* argv) {
     CommandLine line;
     CLI::App app("Reads and changes the settings of the application-configuration service.",
                  "cfgctl");
     addGlobalOptions(app, line.options);
-    app.set_version_flag("--version", "cfgctl " CFGCTL_VERSION, "Print the version and end");
+    app.set_version_flag("--version", "cfgctl " CFGCTL_VERSION, "Print the version and exit");
     app.footer(kMainHelp);
     app.require_subcommand(1);
     app.get_formatter()->label("SUBCOMMAND", "COMMAND");
@@ -144,7 +149,7 @@ CommandLine parseCommandLine(int argc, const char* const* argv) {
             const std::vector<std::string> unknown = app.remaining();
             throw Failure(kUsage, (unknown.empty() || !app.get_subcommands().empty()
                                        ? std::string(error.what())
-                                       : "'" + unknown.front() + "' is no command or option") +
+                                       : "'" + unknown.front() + "' is not a command or option") +
                                       "; try 'cfgctl --help'");
         }
         std::ostringstream text;

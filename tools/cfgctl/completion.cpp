@@ -2,16 +2,13 @@
 
 #include <algorithm>
 #include <cstddef>
-#include <string_view>
 
 #include "choices.h"
-#include "commandline.h"
+#include "roles.h"
 
 namespace cfgctl {
 
 namespace {
-
-using namespace std::string_view_literals;
 
 /// What the words before the one at the cursor say about it.
 struct TypedT {
@@ -27,7 +24,7 @@ bool takesValue(const TypedT& typed, const std::string& word) {
            (option != nullptr && option->number != nullptr && word == option->name);
 }
 
-void addWord(const std::string& word, TypedT& typed) {
+void addWord(CommandsT commands, const std::string& word, TypedT& typed) {
     if (!typed.sOption.empty()) {
         if (typed.sOption == "--role") {
             typed.options.role = roleNamed(word);
@@ -39,23 +36,23 @@ void addWord(const std::string& word, TypedT& typed) {
         typed.sOption = takesValue(typed, word) ? word : "";
     } else if (typed.command != nullptr) {
         ++typed.nOperands;
-    } else if (const auto found = std::ranges::find(commands(), word, &CommandT::name);
-               found != commands().end()) {
+    } else if (const auto found = std::ranges::find(commands, word, &CommandT::name);
+               found != commands.end()) {
         typed.command = &*found;
     }
 }
 
-TypedT typedBeforeLast(const OperandsT& words) {
+TypedT typedBeforeLast(CommandsT commands, const OperandsT& words) {
     TypedT typed;
     for (std::size_t i = 0; i + 1 < words.size(); ++i) {
-        addWord(words[i], typed);
+        addWord(commands, words[i], typed);
     }
     return typed;
 }
 
-std::vector<std::string> commandNames() {
+std::vector<std::string> namesOf(CommandsT commands) {
     std::vector<std::string> names;
-    for (const CommandT& command : commands()) {
+    for (const CommandT& command : commands) {
         if (!command.isHidden()) {
             names.emplace_back(command.name);
         }
@@ -77,7 +74,7 @@ std::vector<std::string> optionNames(const CommandT* command) {
 std::vector<std::string> variableNames(const std::string& word, const char* sEnd, const AskT& ask) {
     const pbcommon::Reply known = listAll(ask, word + "*");
     std::vector<std::string> names;
-    for (const pbcommon::Variable& variable : known.variable()) {
+    for (const pbcommon::Variable& variable : known.list().variable()) {
         names.push_back(variable.name() + sEnd);
     }
     return names;
@@ -89,43 +86,45 @@ std::vector<std::string> assignments(const std::string& word, const AskT& ask) {
         return variableNames(word, "=", ask);
     }
     std::vector<std::string> all;
-    const auto address = pbcommon::parseAddress(word.substr(0, equals));
-    if (!address) {
-        return all;
-    }
     pbcommon::Request request;
-    fillAddress(*address, *request.mutable_describe()->mutable_address());
+    request.mutable_describe()->mutable_address()->set_name(word.substr(0, equals));
     const pbcommon::Reply described = ask(request);
-    for (const pbcommon::Variable& variable : described.variable()) {
-        for (const std::string& value : acceptedOf(choicesOf(ask, variable))) {
-            all.push_back(word.substr(0, equals + 1) + value);
-        }
+    for (const std::string& value : acceptedOf(choicesOf(ask, described.describe().variable()))) {
+        all.push_back(word.substr(0, equals + 1) + value);
     }
     return all;
 }
 
 std::vector<std::string> operandsOf(const TypedT& typed, const std::string& word, const AskT& ask) {
     const CommandT& command = *typed.command;
-    const std::size_t nMost = command.operands == OperandCount::kNone ? 0 : 1;
-    if (command.operands != OperandCount::kAny && typed.nOperands >= nMost) {
+    const std::size_t nMost = command.count == OperandCount::kNone ? 0 : 1;
+    if (command.count != OperandCount::kAny && typed.nOperands >= nMost) {
         return {};
     }
-    if (command.operand == "NAME=VALUE"sv) {
-        return assignments(word, ask);
+    switch (command.kind) {
+        case OperandKind::kName:
+        case OperandKind::kPattern:  // a name is one, too
+            return variableNames(word, "", ask);
+        case OperandKind::kAssignment:
+            return assignments(word, ask);
+        case OperandKind::kShell:
+            return {"bash"};
+        case OperandKind::kWord:
+        case OperandKind::kNone:
+            break;
     }
-    if (command.operand == "SHELL"sv) {
-        return {"bash"};
-    }
-    return variableNames(word, "", ask);  // a name is a pattern too
+    return {};
 }
 
 }  // namespace
 
-OptionsT typedOptions(const OperandsT& words) { return typedBeforeLast(words).options; }
+OptionsT typedOptions(CommandsT commands, const OperandsT& words) {
+    return typedBeforeLast(commands, words).options;
+}
 
-std::vector<std::string> candidates(const OperandsT& words, const AskT& ask) {
+std::vector<std::string> candidates(CommandsT commands, const OperandsT& words, const AskT& ask) {
     const std::string word = words.empty() ? "" : words.back();
-    const TypedT typed = typedBeforeLast(words);
+    const TypedT typed = typedBeforeLast(commands, words);
     std::vector<std::string> all;
     if (typed.sOption == "--role") {
         all = roleNames();
@@ -134,7 +133,7 @@ std::vector<std::string> candidates(const OperandsT& words, const AskT& ask) {
     } else if (word.starts_with('-')) {
         all = optionNames(typed.command);
     } else if (typed.command == nullptr) {
-        all = commandNames();
+        all = namesOf(commands);
     } else {
         all = operandsOf(typed, word, ask);
     }

@@ -33,9 +33,9 @@ Failure noService(const std::string& sPath, int nErrno) {
 
 std::string findOutText(const pbcommon::Request& request) {
     if (request.has_set() && !request.set().dry_run()) {
-        return "; 'cfgctl history -n 1' and 'cfgctl get' tell whether the change was made";
+        return "; 'cfgctl history -n 1' and 'cfgctl get' show whether the change was made";
     }
-    return request.has_shutdown() ? "; 'cfgctl ping' tells whether the service ended" : "";
+    return request.has_shutdown() ? "; 'cfgctl ping' shows whether the service ended" : "";
 }
 
 }  // namespace
@@ -93,7 +93,8 @@ int Connection::connectTo(const std::string& sPath) {
     return nErrno;
 }
 
-pbcommon::Reply Connection::ask(const pbcommon::Request& request) {
+pbcommon::Reply Connection::ask(pbcommon::Request request) {
+    request.set_id(++m_nId);
     std::string frame;
     if (pbcommon::appendFrame(request, frame) != ::kNoError) {
         throw Failure(kUsage, "the request is " + std::to_string(request.ByteSizeLong()) +
@@ -122,6 +123,11 @@ pbcommon::Reply Connection::receiveReply() {
     pbcommon::Reply reply;
     if (nBytes > pbcommon::kMaxMessageBytes || !reply.ParseFromString(receive(nBytes))) {
         endWithConnection("the service sent an invalid answer");
+    }
+    // what turns a connection away answers no request
+    const bool bTurnedAway = reply.id() == 0 && reply.code() != pbcommon::kNoError;
+    if (reply.id() != m_nId && !bTurnedAway) {
+        endWithConnection("the service sent an answer to another request");
     }
     return reply;
 }

@@ -3,6 +3,7 @@
 
 #include <chrono>
 #include <cstddef>
+#include <cstdint>
 #include <string>
 #include <utility>
 #include <vector>
@@ -29,7 +30,7 @@ public:
     /// @throws Failure  kUsage (request larger than a message may be; nothing was sent), kNoService
     ///                  (none, or a connection lost before anything was changed), kNoAnswer (none
     ///                  in time; or it was lost, and what was asked may have been done)
-    [[nodiscard]] pbcommon::Reply ask(const pbcommon::Request& request);
+    [[nodiscard]] pbcommon::Reply ask(pbcommon::Request request);
 
     /// The next of the further replies, waited for without end; once it has begun, the timeout
     /// holds for the rest. @throws Failure  as ask() does
@@ -55,6 +56,7 @@ private:
     const Clock::duration m_timeout;
     Clock::time_point m_deadline;
     int m_fd = -1;
+    std::uint64_t m_nId = 0;  ///< of the last request
     std::string m_sPath;
     /// How to find out whether what was asked is done; empty while it cannot be.
     std::string m_sFindOut;

@@ -9,10 +9,10 @@
 #include <cstring>
 #include <optional>
 
+#include "display.h"
 #include "failure.h"
 #include "frame.h"
-#include "output.h"
-#include "text.h"
+#include "terminal.h"
 
 namespace cfgctl {
 

@@ -1,9 +1,9 @@
 #include <google/protobuf/stubs/logging.h>
 
+#include "command.h"
 #include "commandline.h"
-#include "commands.h"
 #include "failure.h"
-#include "output.h"
+#include "terminal.h"
 
 int main(int argc, char** argv) {
     // what is wrong with an answer is said once, in a line of the program's own

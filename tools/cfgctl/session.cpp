@@ -22,25 +22,19 @@ AskT Session::asking() {
 
 pbcommon::Reply Session::next() { return m_connection.next(); }
 
-void fillAddress(const pbcommon::VariableAddress& from, pbcommon::Address& to) {
-    to.set_node(from.sNode);
-    to.set_node_instance(from.nNodeInstance);
-    to.set_variable(from.sVariable);
-    to.set_instance(from.nVarInstance);
-}
-
 pbcommon::Reply listAll(const AskT& ask, const std::string& pattern) {
     pbcommon::Reply all;
     pbcommon::Request request;
     request.mutable_list()->set_pattern(pattern);
     for (;;) {
         const pbcommon::Reply page = ask(request);
+        const pbcommon::ListReply& list = page.list();
         all.MergeFrom(page);
-        all.clear_next();
-        if (!page.has_next() || page.next() <= request.list().start()) {
+        if (!list.has_next() || list.next() <= request.list().start()) {
             return all;
         }
-        request.mutable_list()->set_start(page.next());
+        all.mutable_list()->clear_next();
+        request.mutable_list()->set_start(list.next());
     }
 }
 
@@ -52,15 +46,16 @@ pbcommon::Reply newestChanges(const AskT& ask, const std::string& pattern, std::
     history.set_limit(nMost);
     for (;;) {
         const pbcommon::Reply page = ask(request);
-        all.clear_revision();
         all.MergeFrom(page);
-        const auto nFound = static_cast<std::uint32_t>(all.history_size());
-        const bool bFurther = !history.has_before() || page.revision() < history.before();
-        if (!page.has_revision() || !bFurther || nFound >= nMost) {
+        const std::uint64_t nRevision = page.history().revision();
+        const auto nFound = static_cast<std::uint32_t>(all.history().change_size());
+        const bool bFurther = !history.has_before() || nRevision < history.before();
+        if (!page.history().has_revision() || !bFurther || nFound >= nMost) {
             return all;
         }
+        all.mutable_history()->clear_revision();
         history.set_limit(nMost - nFound);
-        history.set_before(page.revision());
+        history.set_before(nRevision);
     }
 }
 

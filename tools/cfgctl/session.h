@@ -7,7 +7,6 @@
 #include <optional>
 #include <string>
 
-#include "address.h"
 #include "connection.h"
 #include "messages.pb.h"
 
@@ -49,8 +48,6 @@ private:
     OptionsT m_options;
     Connection m_connection;
 };
-
-void fillAddress(const pbcommon::VariableAddress& from, pbcommon::Address& to);
 
 /// The variables that match a pattern, all pages in one reply; when a page is refused, its code and
 /// tags, and the variables before it.

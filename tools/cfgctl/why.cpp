@@ -5,7 +5,8 @@
 #include <set>
 #include <string_view>
 
-#include "text.h"
+#include "display.h"
+#include "names.h"
 
 namespace cfgctl {
 
@@ -23,7 +24,7 @@ struct OriginT {
 };
 
 bool isHandlerCall(const pbcommon::Effect& effect) {
-    return effect.cause() != "request" && effect.cause() != "start-up";
+    return effect.cause() != pbcommon::REQUEST && effect.cause() != pbcommon::START_UP;
 }
 
 /// What a change did to one aspect of a variable; null: nothing that was told.
@@ -44,7 +45,7 @@ OriginT originOf(const pbcommon::Change& change, const std::string& sVariable,
     }
     const pbcommon::Effect* const effect = effectOn(change, sVariable, pbcommon::VALUE);
     if (effect != nullptr && !told.contains(effect)) {
-        const bool bSet = effect->cause() == "request";
+        const bool bSet = effect->cause() == pbcommon::REQUEST;
         return {.effect = effect,
                 .bSet = bSet,
                 .text = shown(sVariable) + (bSet ? " was set to " : " became ") +
@@ -68,11 +69,11 @@ std::string chainText(const pbcommon::Change& change, const pbcommon::Effect* ef
     while (effect != nullptr && isHandlerCall(*effect)) {
         told.insert(effect);
         const OriginT origin = originOf(change, effect->trigger(), told);
-        text += "  because " + origin.text + " (" + shown(effect->cause()) + ")\n";
+        text += "  because " + origin.text + " (" + pbcommon::causeName(effect->cause()) + ")\n";
         sEnd = origin.bSet ? "by " : "in a change by ";
         effect = origin.effect;
     }
-    const bool bStartUp = effect != nullptr && effect->cause() == "start-up";
+    const bool bStartUp = effect != nullptr && effect->cause() == pbcommon::START_UP;
     return text + "  " + (bStartUp ? "when the service started" : sEnd + requesterText(change)) +
            "\n";
 }
@@ -92,11 +93,10 @@ std::string sinceText(const std::string& sVariable, const pbcommon::Reason& reas
 
 }  // namespace
 
-std::string whyText(const pbcommon::Variable& variable, const ReasonsT& reasons,
-                    const StreamT& stream) {
-    const TextsT withheld = withheldOptions(variable);
+std::string whyText(const pbcommon::WhyReply& reply, const StreamT& stream) {
+    const TextsT withheld = withheldOptions(reply.variable());
     std::string text;
-    for (const pbcommon::Reason& reason : reasons) {
+    for (const pbcommon::Reason& reason : reply.reason()) {
         const std::string sLabel = aspectText(reason.aspect());
         text += painted(sLabel, Colour::kBold, stream) +
                 std::string(kLabelColumns - sLabel.size(), ' ') +
@@ -104,7 +104,7 @@ std::string whyText(const pbcommon::Variable& variable, const ReasonsT& reasons,
         if (reason.aspect() == pbcommon::OPTIONS && !withheld.empty()) {
             text += "  not offered now: " + shownList(withheld) + "\n";
         }
-        text += sinceText(variable.name(), reason);
+        text += sinceText(reply.variable().name(), reason);
     }
     return text;
 }

@@ -4,16 +4,13 @@
 #include <string>
 
 #include "messages.pb.h"
-#include "output.h"
+#include "render.h"
 
 namespace cfgctl {
 
-using ReasonsT = google::protobuf::RepeatedPtrField<pbcommon::Reason>;
-
 /// For each aspect of a variable: what holds, since when, the settings that led to it one by one,
-/// back to the one that was set, and by whom. @param variable  described
-[[nodiscard]] std::string whyText(const pbcommon::Variable& variable, const ReasonsT& reasons,
-                                  const StreamT& stream);
+/// back to the one that was set, and by whom.
+[[nodiscard]] std::string whyText(const pbcommon::WhyReply& reply, const StreamT& stream);
 
 }  // namespace cfgctl
 

@@ -7,7 +7,7 @@
 #include <limits>
 
 #include "cfghandler.h"
-#include "dispatcher.h"
+#include "control.h"
 #include "exceptions.h"
 #include "service.h"
 
@@ -20,7 +20,7 @@ eErrorT guarded(const char* name, Operation operation) noexcept {
     try {
         return operation();
     } catch (...) {
-        return PbUtility::logException("cfgCommon", name, kFuncReturnedError);
+        return pbcommon::logException("cfgCommon", name, kFuncReturnedError);
     }
 }
 
@@ -64,13 +64,9 @@ eErrorT AppCfgManager::setSecurityRole(AppConfig::SecurityRole role) {
 }
 
 eErrorT AppCfgManager::setPbInterface(PbUtility::PbUtils* pbInterface) {
-    PbUtility::PbUtilsImpl* const dispatcher =
-        pbInterface == nullptr ? nullptr : PbUtility::PbUtilsImpl::of(*pbInterface);
-    if (dispatcher == nullptr) {
-        return kBadParameter;
-    }
-    dispatcher->setRequestHandler(Service::process().requests());
-    return kNoError;
+    return pbInterface == nullptr
+               ? kBadParameter
+               : PbUtility::setRequestHandler(*pbInterface, Service::process().requests());
 }
 
 std::string AppCfgManager::getConfigVar(const std::string& node, int nodeInstance,

@@ -3,9 +3,9 @@
 #include "cfgvar.h"
 
 ConfigVar::ConfigVar(const std::string& sFQName) {
-    const pbcommon::VariableAddress address =
-        pbcommon::parseAddress(sFQName).value_or(pbcommon::VariableAddress{});
-    init(0, address.sNode, address.nNodeInstance, address.sVariable, address.nVarInstance);
+    const auto address = pbcommon::parseAddress(sFQName).value_or(pbcommon::AddressView{});
+    init(0, std::string(address.sNode), address.nNodeInstance, std::string(address.sVariable),
+         address.nVarInstance);
 }
 
 std::string ConfigVar::getFQName() {

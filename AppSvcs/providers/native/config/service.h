@@ -14,7 +14,7 @@ namespace AppConfig {
 /// reach it, wired here and nowhere else. Threads as AppCfgManager.
 ///
 /// The first AppCfgManager::getInstance() makes the process's one, and so opens the database: every
-/// handler's constructor calls it, before the service is told to start.
+/// handler's constructor calls it, before the service starts.
 class Service {
 public:
     explicit Service(Schema schema,

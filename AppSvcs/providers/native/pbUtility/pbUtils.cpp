@@ -1,5 +1,6 @@
 #include "pbUtils.h"
 
+#include "control.h"
 #include "dispatcher.h"
 #include "exceptions.h"
 
@@ -9,7 +10,7 @@ PbUtils::PbUtils(const std::string& endpointName, int /*nParam*/) : m_impl(nullp
     try {
         m_impl = new PbUtilsImpl(endpointName);
     } catch (...) {  // no memory, or no descriptor for the event loop
-        (void)logException("pbUtility", "make the dispatcher", kSystemCallFailed);
+        (void)pbcommon::logException("pbUtility", "make the dispatcher", kSystemCallFailed);
     }
 }
 
@@ -26,6 +27,30 @@ void PbUtils::readyToDispatchMessages(bool bReady) {
 void PbUtils::join() const {
     if (m_impl != nullptr) {
         m_impl->join();
+    }
+}
+
+eErrorT setRequestHandler(PbUtils& pbUtils, RequestHandler& handler) {
+    PbUtilsImpl* const dispatcher = PbUtilsImpl::of(pbUtils);
+    if (dispatcher == nullptr) {
+        return kNotInitialized;
+    }
+    dispatcher->setRequestHandler(handler);
+    return kNoError;
+}
+
+eErrorT setFrameTime(PbUtils& pbUtils, std::chrono::steady_clock::duration frameTime) {
+    PbUtilsImpl* const dispatcher = PbUtilsImpl::of(pbUtils);
+    if (dispatcher == nullptr) {
+        return kNotInitialized;
+    }
+    dispatcher->setFrameTime(frameTime);
+    return kNoError;
+}
+
+void end(PbUtils& pbUtils) {
+    if (PbUtilsImpl* const dispatcher = PbUtilsImpl::of(pbUtils)) {
+        dispatcher->end();
     }
 }
 

@@ -3,6 +3,8 @@
 #include <charconv>
 #include <cstddef>
 
+#include "messages.pb.h"
+#include "names.h"
 #include "text.h"
 
 namespace pbcommon {
@@ -26,7 +28,7 @@ bool isNodeName(std::string_view text) {
     return isName(text);
 }
 
-/// Takes a trailing "[n]" off `text`; false when what stands there is no instance.
+/// Takes a trailing "[n]" off `text`; false when that is not an instance.
 bool takeInstance(std::string_view& text, int& nInstance) {
     nInstance = 0;
     if (text.empty() || text.back() != ']') {
@@ -42,7 +44,7 @@ bool takeInstance(std::string_view& text, int& nInstance) {
     return error == std::errc() && end == last;
 }
 
-void appendWithInstance(std::string& out, const std::string& sName, int nInstance) {
+void appendWithInstance(std::string& out, std::string_view sName, int nInstance) {
     out += sName;
     if (nInstance != 0) {
         out += '[';
@@ -53,12 +55,12 @@ void appendWithInstance(std::string& out, const std::string& sName, int nInstanc
 
 }  // namespace
 
-std::optional<VariableAddress> parseAddress(std::string_view text) {
+std::optional<AddressView> parseAddress(std::string_view text) {
     const std::size_t dot = text.rfind('.');
     if (dot == std::string_view::npos) {
         return std::nullopt;
     }
-    VariableAddress address;
+    AddressView address;
     std::string_view node = text.substr(0, dot);
     std::string_view variable = text.substr(dot + 1);
     if (!takeInstance(node, address.nNodeInstance) ||
@@ -70,12 +72,29 @@ std::optional<VariableAddress> parseAddress(std::string_view text) {
     return address;
 }
 
-std::string formatAddress(const VariableAddress& address) {
+std::string formatAddress(const AddressView& address) {
     std::string text;
-    appendWithInstance(text, address.sNode, address.nNodeInstance);
-    text += '.';
+    if (!address.sNode.empty()) {
+        appendWithInstance(text, address.sNode, address.nNodeInstance);
+        text += '.';
+    }
     appendWithInstance(text, address.sVariable, address.nVarInstance);
     return text;
+}
+
+AddressView viewOf(const Address& message) {
+    if (message.name().empty()) {
+        return {.sNode = message.node(),
+                .nNodeInstance = message.node_instance(),
+                .sVariable = message.variable(),
+                .nVarInstance = message.instance()};
+    }
+    return parseAddress(message.name()).value_or(AddressView{.sNode = {}, .sVariable = message.name()});
+}
+
+std::string printable(const AddressView& address) {
+    constexpr std::size_t kMaxLoggedBytes = 200;
+    return printable(formatAddress(address), kMaxLoggedBytes);
 }
 
 bool matchesPattern(std::string_view pattern, std::string_view text) {

@@ -23,12 +23,12 @@ inline constexpr std::size_t kMaxConnections = 256;
 /// Of one user, and of all users together but root and the service's own: these keep the rest.
 inline constexpr std::size_t kMaxConnectionsPerUser = 64;
 inline constexpr std::size_t kMaxConnectionsOfUsers = kMaxConnections - 16;
-inline constexpr std::size_t kMaxWatchers = 64;
+inline constexpr std::size_t kMaxWatches = 64;
 /// A frame has to be whole so long after its first byte.
 inline constexpr std::chrono::seconds kFrameTime{30};
 
 // of the bytes that wait on a connection, besides one frame that comes in
-/// Answers collected before they are written; the frames behind wait.
+/// Answers collected before they are written; further frames wait.
 inline constexpr std::size_t kMaxUnwrittenBytes = std::size_t{64} << 10;
 /// News that wait for a client to read; what comes on top is missed.
 inline constexpr std::size_t kMaxUnreadNewsBytes = std::size_t{256} << 10;

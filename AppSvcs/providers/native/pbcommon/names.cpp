@@ -52,6 +52,9 @@ std::size_t characterLength(std::string_view text, char32_t& codePoint) {
                                                                                            : 0;
 }
 
+constexpr std::array<const char*, Cause_ARRAYSIZE> kCauseNames = {
+    "start-up", "request", "onSet", "change", "submit", "attribute", "options", "accessLevel"};
+
 constexpr std::array<const char*, 5> kRoleNames = {"user", "admin", "provisioning", "system",
                                                    "startup"};
 
@@ -141,6 +144,20 @@ std::string inForm(Form form, std::string_view text, std::size_t nMaxBytes) {
     return out;
 }
 
+/// The name of a number, or the number itself.
+template <std::size_t n>
+std::string nameIn(const std::array<const char*, n>& names, int nPlace) {
+    return nPlace >= 0 && nPlace < static_cast<int>(n) ? names[static_cast<std::size_t>(nPlace)]
+                                                       : std::to_string(nPlace);
+}
+
+template <std::size_t n>
+std::optional<int> placeIn(const std::array<const char*, n>& names, std::string_view sName) {
+    const auto* const found = std::find(names.begin(), names.end(), sName);
+    return found == names.end() ? std::nullopt
+                                : std::optional(static_cast<int>(found - names.begin()));
+}
+
 }  // namespace
 
 std::string describeCode(int nCode) {
@@ -149,16 +166,14 @@ std::string describeCode(int nCode) {
     return sName + " (" + std::to_string(nCode) + ")";
 }
 
-std::string roleName(int nRole) {
-    return nRole >= 0 && nRole < static_cast<int>(kRoleNames.size())
-               ? kRoleNames[static_cast<std::size_t>(nRole)]
-               : std::to_string(nRole);
-}
+std::string roleName(int nRole) { return nameIn(kRoleNames, nRole); }
 
-std::optional<int> roleNamed(std::string_view sName) {
-    const auto* const found = std::find(kRoleNames.begin(), kRoleNames.end(), sName);
-    return found == kRoleNames.end() ? std::nullopt
-                                     : std::optional(static_cast<int>(found - kRoleNames.begin()));
+std::optional<int> roleNamed(std::string_view sName) { return placeIn(kRoleNames, sName); }
+
+std::string causeName(int nCause) { return nameIn(kCauseNames, nCause); }
+
+Cause causeNamed(std::string_view sName) {
+    return static_cast<Cause>(placeIn(kCauseNames, sName).value_or(START_UP));
 }
 
 std::string printable(std::string_view text, std::size_t nMaxBytes) {

@@ -5,7 +5,20 @@
 #include <string>
 #include <string_view>
 
+#include "ErrTypes.h"
+#include "SecurityRole.h"
+#include "messages.pb.h"
+
 namespace pbcommon {
+
+// Codes and roles have the same numbers on the wire and in the platform.
+[[nodiscard]] constexpr ErrorCode toMessage(eErrorT code) { return static_cast<ErrorCode>(code); }
+[[nodiscard]] constexpr Role toMessage(AppConfig::SecurityRole role) {
+    return static_cast<Role>(role);
+}
+[[nodiscard]] constexpr AppConfig::SecurityRole roleOf(Role role) {
+    return static_cast<AppConfig::SecurityRole>(role);
+}
 
 /// An outcome code as people read it: "kBadParameter (-3)".
 [[nodiscard]] std::string describeCode(int nCode);
@@ -14,6 +27,12 @@ namespace pbcommon {
 [[nodiscard]] std::string roleName(int nRole);
 /// The role of a name; nothing for a text that is none.
 [[nodiscard]] std::optional<int> roleNamed(std::string_view sName);
+
+/// Who makes something different, as the history keeps it: "start-up", "request", or the name of
+/// the handler's operation ("onSet", "change").
+[[nodiscard]] std::string causeName(int nCause);
+/// START_UP for a text that is not the name of a cause.
+[[nodiscard]] Cause causeNamed(std::string_view sName);
 
 /// Stands in the place of every secret that is shown.
 inline constexpr std::string_view kMaskedSecret = "********";

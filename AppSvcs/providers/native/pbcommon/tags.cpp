@@ -27,7 +27,7 @@ constexpr TagParamT tagTable[] = {
     {ERR_TOO_MANY_ASSIGNMENTS, ::kOutOfRange,     "more assignments than one change may have"},
     {ERR_PATTERN_TOO_LONG,     ::kOutOfRange,     "a pattern beyond its greatest length"},
     {ERR_TOO_MANY_CONNECTIONS, ::kOutOfResources, "more connections than the user, or all users together, may have"},
-    {ERR_TOO_MANY_WATCHERS,    ::kOutOfResources, "more connections that watch than there may be"},
+    {ERR_TOO_MANY_WATCHERS,    ::kOutOfResources, "more watches than there may be"},
     {ERR_NO_STORE,             ::kNotInitialized, "the dispatcher has no store"},
 };
 // clang-format on

@@ -6,7 +6,6 @@
 #include "disk/layout.h"
 #include "disk/secrethistory.h"
 #include "logmsg.h"
-#include "model/details.h"
 #include "names.h"
 
 namespace AppConfig {
@@ -130,7 +129,7 @@ bool Database::find(Setting& setting, std::uint64_t& nRevision) {
     return true;
 }
 
-eErrorT Database::commit(std::span<const Committed> changes) {
+eErrorT Database::commit(std::span<const PendingChange> changes) {
     if (changes.empty()) {
         return kNoError;
     }
@@ -141,7 +140,7 @@ eErrorT Database::commit(std::span<const Committed> changes) {
     for (std::size_t i = 0; i < changes.size() && nCode == SQLITE_OK; ++i) {
         nCode = write(changes[i]);
     }
-    const std::uint64_t nNewest = changes.back().change.revision();
+    const std::uint64_t nNewest = changes.back().record.nRevision;
     nCode = nCode == SQLITE_OK ? prune(nNewest) : nCode;
     nCode = nCode == SQLITE_OK ? m_commit.run() : nCode;
     if (nCode != SQLITE_OK) {
@@ -156,14 +155,15 @@ eErrorT Database::commit(std::span<const Committed> changes) {
     return kNoError;
 }
 
-int Database::write(const Committed& committed) {
-    const pbcommon::Change& change = committed.change;
-    const auto nRevision = static_cast<std::int64_t>(change.revision());
+int Database::write(const PendingChange& change) {
+    const Record& record = change.record;
+    const auto nRevision = static_cast<std::int64_t>(record.nRevision);
+    const pbcommon::Requester& requester = record.requester;
     int nCode = m_putChange
-                    .with(nRevision, change.time_us(), change.client(), change.uid(), change.pid(),
-                          pbcommon::roleName(change.role()), detailsOf(change))
+                    .with(nRevision, record.nTimeUs, requester.sClient, requester.uid,
+                          requester.pid, pbcommon::roleName(requester.role), detailsOf(record))
                     .run();
-    for (const Setting& setting : committed.settings) {
+    for (const Setting& setting : change.settings) {
         if (nCode != SQLITE_OK) {
             return nCode;
         }
@@ -193,7 +193,7 @@ std::uint64_t Database::oldest() const {
 }
 
 eErrorT Database::readHistory(std::uint64_t nFrom, std::uint64_t nTo, Order order,
-                              const std::function<bool(const pbcommon::Change&)>& visit) {
+                              const std::function<bool(const Record&)>& visit) {
     if (m_file.connection() == nullptr) {
         return kNoError;
     }
@@ -201,31 +201,32 @@ eErrorT Database::readHistory(std::uint64_t nFrom, std::uint64_t nTo, Order orde
     sqlite::Query rows = changes.with(static_cast<std::int64_t>(std::max(nFrom, oldest())),
                                       static_cast<std::int64_t>(std::min(nTo, m_nNewest)));
     while (rows.next()) {
-        pbcommon::Change change;
-        change.set_revision(static_cast<std::uint64_t>(rows.integer(0)));
-        change.set_time_us(rows.integer(1));
-        change.set_client(rows.text(2));
-        change.set_uid(static_cast<std::uint32_t>(rows.integer(3)));
-        change.set_pid(static_cast<std::int32_t>(rows.integer(4)));
-        change.set_role(roleKept(rows.text(5)));
-        if (readDetails(change) != SQLITE_OK) {
+        Record record{.nRevision = static_cast<std::uint64_t>(rows.integer(0)),
+                      .nTimeUs = rows.integer(1),
+                      .requester = {.role = roleKept(rows.text(5)),
+                                    .uid = static_cast<uid_t>(rows.integer(3)),
+                                    .pid = static_cast<pid_t>(rows.integer(4)),
+                                    .sClient = rows.text(2)},
+                      .assignments = {},
+                      .effects = {}};
+        if (readDetails(record) != SQLITE_OK) {
             return failed("read", kServerError);
         }
-        if (!visit(change)) {
+        if (!visit(record)) {
             return kNoError;
         }
     }
     return rows.code() == SQLITE_OK ? kNoError : failed("read", kServerError);
 }
 
-int Database::readDetails(pbcommon::Change& change) {
+int Database::readDetails(Record& record) {
     DetailT detail;
     std::size_t nField = 0;
-    sqlite::Query fields = m_getFields.with(static_cast<std::int64_t>(change.revision()));
+    sqlite::Query fields = m_getFields.with(static_cast<std::int64_t>(record.nRevision));
     while (fields.next()) {
         detail[nField] = fields.text(0);
         if (++nField == detail.size()) {
-            addDetail(change, detail);
+            addDetail(record, detail);
             nField = 0;
         }
     }

@@ -11,14 +11,14 @@
 #include "ErrTypes.h"
 #include "disk/databasefile.h"
 #include "disk/sqlite.h"
-#include "messages.pb.h"
 #include "model/aspects.h"
+#include "model/record.h"
 
 namespace AppConfig {
 
-/// A change with everything that it made different.
-struct Committed {
-    pbcommon::Change change;  ///< complete, with its revision; secrets masked
+/// A change that waits to be made durable, with everything that it made different.
+struct PendingChange {
+    Record record;  ///< with its revision
     std::vector<Setting> settings;
 };
 
@@ -47,7 +47,7 @@ public:
 
     /// Makes changes durable, all or none, in one synced write. Their revisions follow on newest().
     /// @return kNoError; kWriteError (nothing of them is kept; logged)
-    [[nodiscard]] eErrorT commit(std::span<const Committed> changes);
+    [[nodiscard]] eErrorT commit(std::span<const PendingChange> changes);
 
     // history
     static constexpr std::uint64_t kHistoryLength = 10'000;
@@ -58,16 +58,16 @@ public:
     /// Visits the changes from revision `nFrom` to `nTo`, until `visit` returns false.
     /// @return kNoError; kServerError (it cannot be read; logged)
     [[nodiscard]] eErrorT readHistory(std::uint64_t nFrom, std::uint64_t nTo, Order order,
-                                      const std::function<bool(const pbcommon::Change&)>& visit);
+                                      const std::function<bool(const Record&)>& visit);
 
 private:
     void prepare();
     [[nodiscard]] int readBounds();
     [[nodiscard]] int readSettings(std::vector<Setting>& settings);
     void refuseAfter(int nCode);
-    [[nodiscard]] int write(const Committed& committed);
+    [[nodiscard]] int write(const PendingChange& change);
     [[nodiscard]] int prune(std::uint64_t nNewest);
-    [[nodiscard]] int readDetails(pbcommon::Change& change);
+    [[nodiscard]] int readDetails(Record& record);
     [[nodiscard]] eErrorT failed(const char* what, eErrorT code) const;
 
     DatabaseFile m_file;

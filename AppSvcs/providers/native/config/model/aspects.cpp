@@ -13,17 +13,31 @@ namespace AppConfig {
 
 namespace {
 
-constexpr std::array<const char*, 3> kAspectNames = {"value", "options", "access"};
+constexpr std::array<const char*, std::variant_size_v<AspectState>> kAspectNames = {
+    "value", "options", "access"};
+static_assert(pbcommon::VALUE == 0 && pbcommon::OPTIONS == 1 && pbcommon::ACCESS == 2 &&
+                  std::size(kAspectNames) == pbcommon::Aspect_ARRAYSIZE,
+              "an aspect on the wire is the index of its alternative in the state");
 
-void fill(TextsT& texts, const AspectState& state) {
-    if (const auto* const sValue = std::get_if<std::string>(&state)) {
-        *texts.Add() = *sValue;
-    } else if (const auto* const access = std::get_if<AccessLevel>(&state)) {
-        *texts.Add() = pbcommon::roleName(access->read);
-        *texts.Add() = pbcommon::roleName(access->write);
-    } else if (const auto* const offered = std::get_if<std::vector<std::string>>(&state)) {
-        texts.Assign(offered->begin(), offered->end());
+std::string joined(const std::vector<std::string>& lines) {
+    std::string sText;
+    for (const std::string& sLine : lines) {
+        sText.append(sText.empty() ? "" : "\n").append(sLine);
     }
+    return sText;
+}
+
+std::string textOf(const AccessLevel& access) {
+    return pbcommon::roleName(access.read) + "\n" + pbcommon::roleName(access.write);
+}
+
+/// A secret in clear.
+std::string textOf(const AspectState& state) {
+    if (const auto* const sValue = std::get_if<std::string>(&state)) {
+        return *sValue;
+    }
+    const auto* const offered = std::get_if<std::vector<std::string>>(&state);
+    return offered != nullptr ? joined(*offered) : textOf(std::get<AccessLevel>(state));
 }
 
 AspectState asTheSchemaHasIt(const Cell& cell, pbcommon::Aspect aspect) {
@@ -31,8 +45,8 @@ AspectState asTheSchemaHasIt(const Cell& cell, pbcommon::Aspect aspect) {
     if (aspect == pbcommon::OPTIONS) {
         return std::vector<std::string>{row.option().begin(), row.option().end()};
     }
-    return AccessLevel{.read = static_cast<SecurityRole>(row.read()),
-                       .write = static_cast<SecurityRole>(row.write())};
+    return AccessLevel{.read = pbcommon::roleOf(row.read()),
+                       .write = pbcommon::roleOf(row.write())};
 }
 
 bool restoreOptions(State& state, Cell& cell, const TextsT& options) {
@@ -72,14 +86,6 @@ std::optional<pbcommon::Aspect> aspectNamed(const std::string& sName) {
     return static_cast<pbcommon::Aspect>(found - kAspectNames.begin());
 }
 
-std::string joinTexts(const TextsT& texts) {
-    std::string sText;
-    for (const std::string& sLine : texts) {
-        sText += sText.empty() ? sLine : "\n" + sLine;
-    }
-    return sText;
-}
-
 void splitTexts(const std::string& sText, pbcommon::Aspect aspect, TextsT& texts) {
     texts.Clear();
     if (aspect == pbcommon::VALUE) {
@@ -97,11 +103,9 @@ Setting settingOf(const Cell& cell, pbcommon::Aspect aspect) {
     const AspectState now = present(cell, static_cast<std::size_t>(aspect));
     // a value is kept also when it is the default: somebody chose it
     const bool bAsInSchema = aspect != pbcommon::VALUE && now == asTheSchemaHasIt(cell, aspect);
-    TextsT texts;
-    fill(texts, now);
     return {.sVariable = cell.sAddress,
             .aspect = aspect,
-            .content = bAsInSchema ? std::nullopt : std::optional(joinTexts(texts))};
+            .content = bAsInSchema ? std::nullopt : std::optional(textOf(now))};
 }
 
 bool restore(State& state, Cell& cell, const Setting& setting) {
@@ -139,11 +143,9 @@ std::string shown(const Cell& cell, const std::string& sValue) {
     return bMasked ? std::string(pbcommon::kMaskedSecret) : sValue;
 }
 
-void fillShown(TextsT& texts, const Cell& cell, const AspectState& state) {
-    fill(texts, state);
-    if (const auto* const sValue = std::get_if<std::string>(&state)) {
-        *texts.Mutable(0) = shown(cell, *sValue);
-    }
+std::string shown(const Cell& cell, const AspectState& state) {
+    const auto* const sValue = std::get_if<std::string>(&state);
+    return sValue == nullptr ? textOf(state) : shown(cell, *sValue);
 }
 
 }  // namespace AppConfig

@@ -9,10 +9,11 @@
 
 namespace AppConfig {
 
+/// An aspect as a list of texts, as messages have it.
 using TextsT = google::protobuf::RepeatedPtrField<std::string>;
 
 /// One aspect of a variable, as it is kept. A value is its own text; options, and the read and
-/// write role, stand one a line.
+/// write role, are one a line.
 struct Setting {
     std::string sVariable;
     pbcommon::Aspect aspect;
@@ -33,12 +34,11 @@ struct Setting {
 [[nodiscard]] const char* aspectName(pbcommon::Aspect aspect);
 [[nodiscard]] std::optional<pbcommon::Aspect> aspectNamed(const std::string& sName);
 
-/// An aspect's texts as one text, and back.
-[[nodiscard]] std::string joinTexts(const TextsT& texts);
+/// The one text of an aspect as the list that messages have.
 void splitTexts(const std::string& sText, pbcommon::Aspect aspect, TextsT& texts);
 
-/// What is part of a variable's state as texts; of a secret that is not empty, the mask.
-void fillShown(TextsT& texts, const Cell& cell, const AspectState& state);
+/// What is part of a variable's state as one text; of a secret that is not empty, the mask.
+[[nodiscard]] std::string shown(const Cell& cell, const AspectState& state);
 /// Text of a value that may be shown to whoever may see the variable.
 [[nodiscard]] std::string shown(const Cell& cell, const std::string& sValue);
 

@@ -1,6 +1,11 @@
 #ifndef CONFIG_MODEL_RECORD_H
 #define CONFIG_MODEL_RECORD_H
 
+#include <sys/types.h>
+
+#include <array>
+#include <cstddef>
+#include <cstdint>
 #include <span>
 #include <string>
 #include <vector>
@@ -18,11 +23,52 @@ struct Assignment {
     std::string sValue;
 };
 
-/// Writes what there is to tell of a change, complete, secrets masked, its revision left out: who
-/// made it, what was assigned, and all that is different, each row with the lowest role that may be
-/// told.
-void fillRecord(pbcommon::Change& record, const pbcommon::Requester& requester,
+/// An assignment as it is kept.
+struct RecordedAssignment {
+    std::string sVariable;
+    std::string sValue;
+    SecurityRole reader;  ///< lowest role that may be shown it
+};
+
+/// An effect as it is kept.
+struct RecordedEffect {
+    std::string sVariable;
+    pbcommon::Aspect aspect;
+    std::string sBefore, sAfter;  ///< an aspect's one text
+    pbcommon::Cause cause;
+    std::string sTrigger;  ///< of a handler's call; empty without one
+    SecurityRole reader;   ///< lowest role that may be shown it
+    /// Lowest role that may be shown the trigger, as the change left it.
+    SecurityRole triggerReader;
+};
+
+/// What is reported of a committed change, and kept: who made it, what was assigned, and all that
+/// is different. Secrets are masked. It never leaves the service: a role is shown a part of it.
+struct Record {
+    std::uint64_t nRevision = 0;
+    std::int64_t nTimeUs = 0;  ///< since 1970-01-01 00:00 UTC
+    pbcommon::Requester requester;
+    std::vector<RecordedAssignment> assignments;
+    std::vector<RecordedEffect> effects;
+
+    /// What it takes in a message, at most.
+    [[nodiscard]] std::size_t maxBytes() const;
+};
+
+/// Fills a record, its revision left out. Its memory is used again.
+void fillRecord(Record& record, const pbcommon::Requester& requester,
                 std::span<const Assignment> assignments, std::span<const Effect> effects);
+
+/// What a change consists of as the JSON text that the database keeps: an array with an array for
+/// each assignment and each effect, whose fields are the columns of the view `detail`, in order.
+[[nodiscard]] std::string detailsOf(const Record& record);
+
+/// The fields of one assignment or effect, as read.
+using DetailT = std::array<std::string, 8>;
+void addDetail(Record& record, const DetailT& detail);
+
+/// The role of a name that the database keeps; the highest for any other text.
+[[nodiscard]] SecurityRole roleKept(const std::string& sName);
 
 }  // namespace AppConfig
 

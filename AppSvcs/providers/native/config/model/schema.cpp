@@ -72,7 +72,8 @@ int lineOf(const TextFormat::ParseInfoTree& places, const google::protobuf::Fiel
 
 /// A name as the address syntax takes it, in lower case, as variables are identified.
 bool areNames(const std::string& sNode, const std::string& sVariable) {
-    const auto address = pbcommon::parseAddress(sNode + "." + sVariable);
+    const std::string sAddress = sNode + "." + sVariable;
+    const auto address = pbcommon::parseAddress(sAddress);
     const auto isUpper = [](char c) { return c >= 'A' && c <= 'Z'; };
     return address && address->sNode == sNode && address->sVariable == sVariable &&
            std::none_of(sNode.begin(), sNode.end(), isUpper) &&

@@ -6,18 +6,9 @@
 #include <utility>
 
 #include "address.h"
-#include "names.h"
 #include "text.h"
 
 namespace AppConfig {
-
-std::string printable(const AddressView& address) {
-    constexpr std::size_t kMaxBytes = 200;
-    return pbcommon::printable(
-        pbcommon::formatAddress({std::string(address.sNode), address.nNodeInstance,
-                                 std::string(address.sVariable), address.nVarInstance}),
-        kMaxBytes);
-}
 
 AspectState present(const Cell& cell, std::size_t nAspect) {
     switch (nAspect) {

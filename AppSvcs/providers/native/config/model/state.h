@@ -11,20 +11,13 @@
 
 #include "ErrTypes.h"
 #include "SecurityRole.h"
+#include "address.h"
+#include "messages.pb.h"
 #include "model/schema.h"
 
 namespace AppConfig {
 
-/// Where a variable is, in text that somebody else keeps.
-struct AddressView {
-    std::string_view sNode;
-    int nNodeInstance = 0;
-    std::string_view sVariable;
-    int nVarInstance = 0;
-};
-
-/// As it is written, for a log record: it may be anybody's text.
-[[nodiscard]] std::string printable(const AddressView& address);
+using pbcommon::AddressView;
 
 /// Lowest roles that may see and change a variable.
 struct AccessLevel {
@@ -44,22 +37,23 @@ struct Cell {
     std::string sValue;
     std::vector<std::string> offered;  ///< of an enumeration, a part of its default options
     AccessLevel access;
+
+    [[nodiscard]] bool mayRead(SecurityRole role) const { return role >= access.read; }
+    [[nodiscard]] bool mayWrite(SecurityRole role) const { return role >= access.write; }
 };
 
-/// What is part of a variable's state, and may be told of as it was: value, offered options, access
+/// What is part of a variable's state, and is reported as it was: value, offered options, access
 /// level, in the order of the aspects on the wire.
 using AspectState = std::variant<std::string, std::vector<std::string>, AccessLevel>;
 
 /// An aspect as it is now. @param nAspect  index of its alternative
 [[nodiscard]] AspectState present(const Cell& cell, std::size_t nAspect);
 
-/// Who made a change: the service when it started, the request itself, or a handler that was called
-/// for a variable that had been stored.
+/// Who made something different: the service when it started, the request itself, or a handler that
+/// was notified of a variable.
 struct Cause {
-    enum Call { kStartUp, kRequest, kOnSet, kChange };
-
-    Call call = kStartUp;
-    const Cell* trigger = nullptr;  ///< of a handler call
+    pbcommon::Cause call = pbcommon::START_UP;
+    const Cell* trigger = nullptr;  ///< of a handler's call
 };
 
 /// An aspect of a variable that is different after a transaction.
@@ -68,7 +62,7 @@ struct Effect {
     AspectState before;
     AspectState after;
     Cause cause;                          ///< of the last of its changes
-    SecurityRole lowestReader = kSystem;  ///< lowest role that may be told of it
+    SecurityRole lowestReader = kSystem;  ///< lowest role that may be shown it
 };
 
 /// Every variable's value, offered options and access level, in the order of the schema. Changes

@@ -6,13 +6,14 @@
 
 #include "SecurityRole.h"
 #include "messages.pb.h"
+#include "model/record.h"
 
 namespace AppConfig {
 
 class ConfigStore;
 
-/// Whoever is told of changes. A role hears of nothing that it may not read: not of a variable, nor
-/// that one is behind a change of another.
+/// Filters changes for a role: it never learns of a variable it may not read, not even as the cause
+/// of another change.
 class Audience {
 public:
     enum class Hears {
@@ -24,18 +25,19 @@ public:
     Audience(ConfigStore& store, SecurityRole role, Hears hears)
         : m_store(store), m_role(role), m_hears(hears) {}
 
-    /// Fills `told` with what may be told of a change.
+    /// Fills `told` with what the role may see of a change.
     /// @return whether that touches a variable whose address matches
-    bool tell(const pbcommon::Change& change, std::string_view sPattern,
-              pbcommon::Change& told) const;
+    [[nodiscard]] bool tell(const Record& record, std::string_view sPattern,
+                            pbcommon::Change& told) const;
     /// The effects alone.
-    void tell(const pbcommon::Change& change,
+    void tell(const Record& record,
               google::protobuf::RepeatedPtrField<pbcommon::Effect>& told) const;
 
 private:
     [[nodiscard]] bool mayRead(const std::string& sVariable) const;
-    void mask(const std::string& sVariable, std::string& sValue) const;
-    [[nodiscard]] bool mayHear(const std::string& sVariable, pbcommon::Role reader) const;
+    [[nodiscard]] bool mayHear(const std::string& sVariable, SecurityRole reader) const;
+    [[nodiscard]] std::string masked(const std::string& sVariable, const std::string& sValue) const;
+    void fill(pbcommon::Effect& message, const RecordedEffect& effect) const;
 
     ConfigStore& m_store;
     const SecurityRole m_role;

@@ -1,19 +1,18 @@
 #include "requests/requests.h"
 
-#include <cxxabi.h>
-
 #include <algorithm>
 #include <cstdint>
-#include <cstdlib>
+#include <iterator>
 #include <span>
 #include <string>
-#include <typeinfo>
 
 #include "address.h"
 #include "clientlimits.h"
 #include "model/aspects.h"
 #include "names.h"
 #include "requests/audience.h"
+#include "requests/page.h"
+#include "requests/variables.h"
 #include "store/configstore.h"
 #include "tags.h"
 
@@ -21,66 +20,10 @@ namespace AppConfig {
 
 namespace {
 
-/// A page of a listing ends behind this; the longest variable still fits into the frame.
-constexpr std::size_t kPageBytes = pbcommon::kMaxMessageBytes / 4;
 constexpr std::size_t kRevisionBytes = 16;   ///< of a revision in an answer, at most
 constexpr std::size_t kMaxShownBytes = 200;  ///< of a refused value
-/// Changes that one request looks through: the next one continues, and others come in between.
-constexpr int kMaxScanned = 500;
 
-enum class Secrets { kShown, kMasked };
-
-AddressView viewOf(const pbcommon::Address& address) {
-    return {.sNode = address.node(),
-            .nNodeInstance = address.node_instance(),
-            .sVariable = address.variable(),
-            .nVarInstance = address.instance()};
-}
-
-void fill(pbcommon::Variable& variable, const Cell& cell, Secrets secrets) {
-    const pbcommon::VariableRow& row = *cell.row;
-    variable.set_name(cell.sAddress);
-    variable.set_value(secrets == Secrets::kMasked ? shown(cell, cell.sValue) : cell.sValue);
-    variable.set_kind(row.kind());
-    variable.mutable_offered()->Assign(cell.offered.begin(), cell.offered.end());
-    variable.set_minimum(row.minimum());
-    variable.set_maximum(row.maximum());
-    variable.set_max_length(row.max_length());
-    variable.set_read(static_cast<pbcommon::Role>(cell.access.read));
-    variable.set_write(static_cast<pbcommon::Role>(cell.access.write));
-}
-
-/// A handler's class, as the sources call it, without its namespace.
-template <typename Handler>
-std::string className(const Handler& handler) {
-    const char* const mangled = typeid(handler).name();
-    int nStatus = 0;
-    char* const demangled = abi::__cxa_demangle(mangled, nullptr, nullptr, &nStatus);
-    const std::string sName = demangled == nullptr ? mangled : demangled;
-    std::free(demangled);
-    const std::size_t colon = sName.rfind(':');
-    return colon == std::string::npos ? sName : sName.substr(colon + 1);
-}
-
-void fill(pbcommon::Description& description, const Cell& cell, const Handlers& handlers) {
-    description.set_default_value(shown(cell, cell.row->default_value()));
-    *description.mutable_option() = cell.row->option();
-    if (handlers.provider != nullptr) {
-        description.set_provider(className(*handlers.provider));
-    }
-    for (const ConsumerConfigHandler* const consumer : handlers.consumers) {
-        description.add_consumer(className(*consumer));
-    }
-}
-
-/// A variable as it is after a change, but for the value, which is the one that was assigned.
-void showAssigned(const Assignment& assignment, pbcommon::Reply& reply) {
-    pbcommon::Variable& variable = *reply.add_variable();
-    fill(variable, *assignment.cell, Secrets::kMasked);
-    variable.set_value(shown(*assignment.cell, assignment.sValue));
-}
-
-/// Whether a pattern is taken; else the reply is a refusal.
+/// Whether a pattern is short enough; else the reply is a refusal.
 bool admits(const std::string& sPattern, pbcommon::Reply& reply) {
     const bool bAdmitted = sPattern.size() <= pbcommon::kMaxPatternBytes;
     if (!bAdmitted) {
@@ -89,237 +32,254 @@ bool admits(const std::string& sPattern, pbcommon::Reply& reply) {
     return bAdmitted;
 }
 
-/// Collects a page of history, in the order in which it is visited.
-class Page {
-public:
-    /// @param nLimit  most changes; 0 for as many as there is room for
-    Page(const Audience& audience, const std::string& sPattern, std::uint32_t nLimit,
-         pbcommon::Reply& reply)
-        : m_audience(audience), m_sPattern(sPattern), m_nLimit(nLimit), m_reply(reply) {}
+/// A variable as it is after a change, but for the value, which is the one that was assigned.
+void showAssigned(const Assignment& assignment, pbcommon::SetReply& reply) {
+    pbcommon::Variable& variable = *reply.add_variable();
+    fill(variable, *assignment.cell, Secrets::kMasked);
+    variable.set_value(shown(*assignment.cell, assignment.sValue));
+}
 
-    /// @return whether there is room for more
-    bool add(const pbcommon::Change& change) {
-        pbcommon::Change told;
-        if (m_audience.tell(change, m_sPattern, told)) {
-            m_nBytes += told.ByteSizeLong();
-            *m_reply.add_history() = std::move(told);
-        }
-        m_reply.set_revision(change.revision());
-        const bool bEnough = static_cast<std::uint32_t>(m_reply.history_size()) == m_nLimit;
-        return ++m_nScanned < kMaxScanned && m_nBytes < kPageBytes && (m_nLimit == 0 || !bEnough);
-    }
-
-private:
-    const Audience& m_audience;
-    const std::string& m_sPattern;
-    const std::uint32_t m_nLimit;
-    pbcommon::Reply& m_reply;
-    std::size_t m_nBytes = 0;
-    int m_nScanned = 0;
-};
+void showRefused(const Cell& cell, std::string_view sProposed, pbcommon::SetReply& reply) {
+    pbcommon::Variable& variable = *reply.add_variable();
+    fill(variable, cell, Secrets::kMasked);
+    variable.set_value(pbcommon::cleaned(shown(cell, std::string(sProposed)), kMaxShownBytes));
+}
 
 }  // namespace
 
-void ConfigRequests::dispatchingBegins() { m_store.commitServiceWrites(); }
+// clang-format off
+const ConfigRequests::RequestParamT ConfigRequests::requestTable[] = {
+    // body              changes  lowest role  serve
+    {Request::kGet,      false,   kUser,       &ConfigRequests::get},
+    {Request::kSet,      true,    kUser,       &ConfigRequests::set},
+    {Request::kList,     false,   kUser,       &ConfigRequests::list},
+    {Request::kDescribe, false,   kUser,       &ConfigRequests::describe},
+    {Request::kWatch,    false,   kUser,       &ConfigRequests::watch},
+    {Request::kHistory,  false,   kUser,       &ConfigRequests::history},
+    {Request::kWhy,      false,   kUser,       &ConfigRequests::why},
+};
+// clang-format on
 
-PbUtility::Answer ConfigRequests::handle(const pbcommon::Requester& requester,
-                                         const pbcommon::Request& request, pbcommon::Reply& reply,
-                                         PbUtility::Client& client) {
-    switch (request.body_case()) {
-        case pbcommon::Request::kGet:
-            get(requester, request.get(), reply);
-            break;
-        case pbcommon::Request::kDescribe:
-            describe(requester, request.describe(), reply);
-            break;
-        case pbcommon::Request::kSet:
-            return set(requester, request.set(), reply);
-        case pbcommon::Request::kList:
-            list(requester, request.list(), reply);
-            break;
-        case pbcommon::Request::kWatch:
-            watch(requester, request.watch(), reply, client);
-            break;
-        case pbcommon::Request::kHistory:
-            history(requester, request.history(), reply);
-            break;
-        case pbcommon::Request::kWhy:
-            why(requester, request.why(), reply);
-            break;
-        default:
-            refuse(reply, pbcommon::ERR_UNKNOWN_REQUEST);
-    }
-    return PbUtility::Answer::kFinal;
+/// Null for a request that this version does not know.
+const ConfigRequests::RequestParamT* ConfigRequests::rowOf(const Request& request) {
+    const auto* const row =
+        std::ranges::find(requestTable, request.body_case(), &RequestParamT::body);
+    return row == std::end(requestTable) ? nullptr : row;
 }
 
-eErrorT ConfigRequests::commit(PbUtility::Publisher& publisher, pbcommon::Reply& failure) {
+void ConfigRequests::dispatchingBegins() { m_store.commitServiceWrites(); }
+
+bool ConfigRequests::isChange(const Request& request) const {
+    const RequestParamT* const row = rowOf(request);
+    return row != nullptr && row->bChanges;
+}
+
+PbUtility::Answer ConfigRequests::handle(const Requester& requester, const Request& request,
+                                         Reply& reply) {
+    const RequestParamT* const row = rowOf(request);
+    if (row == nullptr) {
+        refuse(reply, pbcommon::ERR_UNKNOWN_REQUEST);
+        return {};
+    }
+    if (requester.role < row->lowestRole) {
+        refuse(reply, pbcommon::ERR_ROLE_NOT_ALLOWED);
+        return {};
+    }
+    return (this->*row->serve)(requester, request, reply);
+}
+
+eErrorT ConfigRequests::commit(PbUtility::Revisions& revisions, Reply& failure) {
     const eErrorT result = m_store.commit();
     if (result != kNoError) {
         refuse(failure, pbcommon::ERR_NOT_STORED);
+        return result;
     }
-    for (const Committed& committed : m_store.committed()) {
-        publisher.publish([&](const PbUtility::Watcher& watcher, pbcommon::Reply& message) {
-            return Audience(m_store, watcher.role, Audience::Hears::kNews)
-                .tell(committed.change, watcher.sPattern, *message.mutable_change());
-        });
+    const auto committed = m_store.committed();
+    if (!committed.empty()) {
+        revisions = {.nFirst = committed.front().record.nRevision,
+                     .nLast = committed.back().record.nRevision};
     }
-    m_store.release();
     return result;
 }
 
+bool ConfigRequests::tell(std::uint64_t nRevision, const PbUtility::Watcher& watcher,
+                          pbcommon::Event& event) {
+    const auto committed = m_store.committed();
+    const Record& record = committed[nRevision - committed.front().record.nRevision].record;
+    return Audience(m_store, watcher.role, Audience::Hears::kNews)
+        .tell(record, watcher.sPattern, *event.mutable_change());
+}
+
+void ConfigRequests::release() { m_store.release(); }
+
 /// The variable that is asked for, if the requester may see it; else the reply is a refusal.
-const Cell* ConfigRequests::find(const pbcommon::Requester& requester,
-                                 const pbcommon::Address& address, pbcommon::Reply& reply) {
-    const Cell* const cell = m_store.read(requester, viewOf(address));
+const Cell* ConfigRequests::find(const Requester& requester, const pbcommon::Address& address,
+                                 Reply& reply) {
+    const Cell* const cell = m_store.read(requester, pbcommon::viewOf(address));
     if (cell == nullptr) {
         refuse(reply, pbcommon::ERR_UNKNOWN_VARIABLE);
     }
     return cell;
 }
 
-void ConfigRequests::get(const pbcommon::Requester& requester, const pbcommon::Get& get,
-                         pbcommon::Reply& reply) {
+PbUtility::Answer ConfigRequests::get(const Requester& requester, const Request& request,
+                                      Reply& reply) {
+    const pbcommon::Get& get = request.get();
     if (const Cell* const cell = find(requester, get.address(), reply)) {
         const bool bRevealed = get.reveal() && requester.role >= kAdmin;
-        fill(*reply.add_variable(), *cell, bRevealed ? Secrets::kShown : Secrets::kMasked);
+        fill(*reply.mutable_get()->add_variable(), *cell,
+             bRevealed ? Secrets::kShown : Secrets::kMasked);
     }
+    return {};
 }
 
-void ConfigRequests::describe(const pbcommon::Requester& requester,
-                              const pbcommon::Describe& describe, pbcommon::Reply& reply) {
-    if (const Cell* const cell = find(requester, describe.address(), reply)) {
-        pbcommon::Variable& variable = *reply.add_variable();
-        fill(variable, *cell, Secrets::kMasked);
-        fill(*variable.mutable_description(), *cell, m_store.handlersOf(*cell));
-    }
+void ConfigRequests::fillDescribed(pbcommon::Variable& variable, const Cell& cell) const {
+    fill(variable, cell, Secrets::kMasked);
+    fill(*variable.mutable_description(), cell, m_store.handlersOf(cell));
 }
 
-PbUtility::Answer ConfigRequests::set(const pbcommon::Requester& requester,
-                                      const pbcommon::Set& set, pbcommon::Reply& reply) {
+PbUtility::Answer ConfigRequests::describe(const Requester& requester, const Request& request,
+                                           Reply& reply) {
+    if (const Cell* const cell = find(requester, request.describe().address(), reply)) {
+        fillDescribed(*reply.mutable_describe()->mutable_variable(), *cell);
+    }
+    return {};
+}
+
+PbUtility::Answer ConfigRequests::set(const Requester& requester, const Request& request,
+                                      Reply& reply) {
+    const pbcommon::Set& set = request.set();
     if (set.assignment_size() > pbcommon::kMaxAssignments) {
         refuse(reply, pbcommon::ERR_TOO_MANY_ASSIGNMENTS);
-        return PbUtility::Answer::kFinal;
+        return {};
     }
     std::vector<Proposal> proposals;
     for (const pbcommon::Assignment& assignment : set.assignment()) {
         proposals.push_back(
-            {.address = viewOf(assignment.address()), .sValue = assignment.value()});
+            {.address = pbcommon::viewOf(assignment.address()), .sValue = assignment.value()});
     }
     Transaction change = m_store.begin(requester, set.dry_run() ? Mode::kRehearse : Mode::kCommit);
     const Verdict verdict = change.apply(proposals);
     if (verdict.code != kNoError) {
         refuseSet(requester, proposals, verdict, reply);
-        return PbUtility::Answer::kFinal;
+        return {};
     }
+    pbcommon::SetReply& answer = *reply.mutable_set();
     for (const Assignment& assignment : verdict.assignments) {
-        showAssigned(assignment, reply);
+        showAssigned(assignment, answer);
     }
     Audience(m_store, requester.role, Audience::Hears::kNews)
-        .tell(change.record(), *reply.mutable_effect());
-    reply.set_reboot_needed(verdict.bRebootNeeded);
+        .tell(change.record(), *answer.mutable_effect());
+    answer.set_reboot_needed(verdict.bRebootNeeded);
     if (reply.ByteSizeLong() + kRevisionBytes > pbcommon::kMaxMessageBytes) {
-        reply.Clear();
+        reply.clear_body();
         refuseSet(requester, proposals, change.refuseAnswer(proposals.front()), reply);
-        return PbUtility::Answer::kFinal;
+        return {};
     }
     const std::uint64_t nRevision = change.keep();
-    if (nRevision == 0) {
-        return PbUtility::Answer::kFinal;
+    if (nRevision != 0) {
+        answer.set_revision(nRevision);
     }
-    reply.set_revision(nRevision);
-    return PbUtility::Answer::kUncommitted;
+    return {.bUncommitted = nRevision != 0};
 }
 
-void ConfigRequests::refuseSet(const pbcommon::Requester& requester,
-                               std::span<const Proposal> proposals, const Verdict& verdict,
-                               pbcommon::Reply& reply) {
-    reply.set_code(static_cast<pbcommon::ErrorCode>(verdict.code));
+void ConfigRequests::refuseSet(const Requester& requester, std::span<const Proposal> proposals,
+                               const Verdict& verdict, Reply& reply) {
+    reply.set_code(pbcommon::toMessage(verdict.code));
     reply.mutable_tag()->Assign(verdict.tags.begin(), verdict.tags.end());
-    if (verdict.failed) {
-        reply.set_failed(static_cast<std::uint32_t>(*verdict.failed));
-        showRefused(requester, proposals[*verdict.failed], reply);
+    if (!verdict.failed) {
+        return;
     }
-}
-
-void ConfigRequests::showRefused(const pbcommon::Requester& requester, const Proposal& refused,
-                                 pbcommon::Reply& reply) {
+    pbcommon::SetReply& answer = *reply.mutable_set();
+    answer.set_failed(static_cast<std::uint32_t>(*verdict.failed));
+    const Proposal& refused = proposals[*verdict.failed];
     const Cell* const cell = m_store.find(refused.address);
-    if (cell != nullptr && requester.role >= cell->access.read) {
-        pbcommon::Variable& variable = *reply.add_variable();
-        fill(variable, *cell, Secrets::kMasked);
-        variable.set_value(
-            pbcommon::cleaned(shown(*cell, std::string(refused.sValue)), kMaxShownBytes));
+    if (cell != nullptr && cell->mayRead(requester.role)) {
+        showRefused(*cell, refused.sValue, answer);
     }
 }
 
-void ConfigRequests::watch(const pbcommon::Requester& requester, const pbcommon::Watch& watch,
-                           pbcommon::Reply& reply, PbUtility::Client& client) {
-    Database& database = m_store.database();
+PbUtility::Answer ConfigRequests::watch(const Requester& requester, const Request& request,
+                                        Reply& reply) {
+    const pbcommon::Watch& watch = request.watch();
+    const Database& database = m_store.database();
     const std::uint64_t nNewest = database.newest();
     const std::uint64_t nSince = watch.has_since() ? watch.since() : nNewest;
     if (!admits(watch.pattern(), reply)) {
-        return;
+        return {};
     }
     if (nSince > nNewest) {
         refuse(reply, pbcommon::ERR_UNKNOWN_REVISION);
-    } else if (nSince == nNewest) {
-        reply.set_revision(nNewest);
-        if (client.watch({.role = requester.role, .sPattern = watch.pattern()}) != kNoError) {
-            refuse(reply, pbcommon::ERR_TOO_MANY_WATCHERS);
-        }
-    } else {
-        if (nSince + 1 < database.oldest()) {
-            reply.set_oldest(database.oldest());
-        }
-        readPage(requester, watch.pattern(), 0, nSince + 1, nNewest, Database::Order::kOldestFirst,
-                 reply);
+        return {};
     }
-}
-
-void ConfigRequests::history(const pbcommon::Requester& requester, const pbcommon::History& history,
-                             pbcommon::Reply& reply) {
-    Database& database = m_store.database();
-    const std::uint64_t nNewest = database.newest();
-    const std::uint64_t nBefore = history.has_before() ? history.before() : nNewest + 1;
-    if (admits(history.pattern(), reply) && nBefore > database.oldest()) {
-        readPage(requester, history.pattern(), history.limit(), database.oldest(), nBefore - 1,
-                 Database::Order::kNewestFirst, reply);
+    pbcommon::WatchReply& answer = *reply.mutable_watch();
+    if (nSince == nNewest) {
+        answer.set_revision(nNewest);
+        return {.watcher = PbUtility::Watcher{.role = requester.role, .sPattern = watch.pattern()}};
     }
-    if (reply.revision() == database.oldest()) {
-        reply.clear_revision();
+    if (nSince + 1 < database.oldest()) {
+        answer.set_oldest(database.oldest());
     }
-}
-
-void ConfigRequests::readPage(const pbcommon::Requester& requester, const std::string& sPattern,
-                              std::uint32_t nLimit, std::uint64_t nFrom, std::uint64_t nTo,
-                              Database::Order order, pbcommon::Reply& reply) {
     const Audience audience(m_store, requester.role, Audience::Hears::kHistory);
-    Page page(audience, sPattern, nLimit, reply);
-    const auto add = [&page](const pbcommon::Change& change) { return page.add(change); };
-    if (m_store.database().readHistory(nFrom, nTo, order, add) != kNoError) {
-        reply.Clear();
+    Page page(audience, watch.pattern(), 0, *answer.mutable_change());
+    if (readPage(page, nSince + 1, nNewest, Database::Order::kOldestFirst, reply)) {
+        answer.set_revision(page.revision());
+    }
+    return {};
+}
+
+PbUtility::Answer ConfigRequests::history(const Requester& requester, const Request& request,
+                                          Reply& reply) {
+    const pbcommon::History& history = request.history();
+    const Database& database = m_store.database();
+    const std::uint64_t nBefore = history.has_before() ? history.before() : database.newest() + 1;
+    if (!admits(history.pattern(), reply)) {
+        return {};
+    }
+    pbcommon::HistoryReply& answer = *reply.mutable_history();
+    const Audience audience(m_store, requester.role, Audience::Hears::kHistory);
+    Page page(audience, history.pattern(), history.limit(), *answer.mutable_change());
+    if (nBefore > database.oldest() &&
+        readPage(page, database.oldest(), nBefore - 1, Database::Order::kNewestFirst, reply) &&
+        page.revision() > database.oldest()) {
+        answer.set_revision(page.revision());
+    }
+    return {};
+}
+
+/// @return whether history could be read; else the reply is a refusal
+bool ConfigRequests::readPage(Page& page, std::uint64_t nFrom, std::uint64_t nTo,
+                              Database::Order order, Reply& reply) {
+    const auto add = [&page](const Record& change) { return page.add(change); };
+    const bool bRead = m_store.database().readHistory(nFrom, nTo, order, add) == kNoError;
+    if (!bRead) {
+        reply.clear_body();
         refuse(reply, pbcommon::ERR_HISTORY_UNREADABLE);
     }
+    return bRead;
 }
 
-void ConfigRequests::why(const pbcommon::Requester& requester, const pbcommon::Why& why,
-                         pbcommon::Reply& reply) {
-    const Cell* const cell = find(requester, why.address(), reply);
+PbUtility::Answer ConfigRequests::why(const Requester& requester, const Request& request,
+                                      Reply& reply) {
+    const Cell* const cell = find(requester, request.why().address(), reply);
     if (cell == nullptr) {
-        return;
+        return {};
     }
-    fill(*reply.add_variable(), *cell, Secrets::kMasked);
-    explain(requester, *cell, pbcommon::VALUE, *reply.add_reason());
+    pbcommon::WhyReply& answer = *reply.mutable_why();
+    fillDescribed(*answer.mutable_variable(), *cell);
+    explain(requester, *cell, pbcommon::VALUE, *answer.add_reason());
     if (cell->row->kind() == pbcommon::ENUMERATION) {
-        explain(requester, *cell, pbcommon::OPTIONS, *reply.add_reason());
+        explain(requester, *cell, pbcommon::OPTIONS, *answer.add_reason());
     }
-    explain(requester, *cell, pbcommon::ACCESS, *reply.add_reason());
+    explain(requester, *cell, pbcommon::ACCESS, *answer.add_reason());
+    return {};
 }
 
-void ConfigRequests::explain(const pbcommon::Requester& requester, const Cell& cell,
-                             pbcommon::Aspect aspect, pbcommon::Reason& reason) {
+void ConfigRequests::explain(const Requester& requester, const Cell& cell, pbcommon::Aspect aspect,
+                             pbcommon::Reason& reason) {
     reason.set_aspect(aspect);
-    fillShown(*reason.mutable_now(), cell, present(cell, static_cast<std::size_t>(aspect)));
+    splitTexts(shown(cell, present(cell, static_cast<std::size_t>(aspect))), aspect,
+               *reason.mutable_now());
     Setting kept{.sVariable = cell.sAddress, .aspect = aspect, .content = {}};
     std::uint64_t nRevision = 0;
     if (!m_store.database().find(kept, nRevision) || !holds(cell, kept)) {
@@ -328,21 +288,23 @@ void ConfigRequests::explain(const pbcommon::Requester& requester, const Cell& c
     reason.set_revision(nRevision);
     const Audience audience(m_store, requester.role, Audience::Hears::kHistory);
     (void)m_store.database().readHistory(
-        nRevision, nRevision, Database::Order::kOldestFirst, [&](const pbcommon::Change& change) {
+        nRevision, nRevision, Database::Order::kOldestFirst, [&](const Record& change) {
             (void)audience.tell(change, "*", *reason.mutable_change());
             return true;
         });
 }
 
-void ConfigRequests::list(const pbcommon::Requester& requester, const pbcommon::List& list,
-                          pbcommon::Reply& reply) const {
+PbUtility::Answer ConfigRequests::list(const Requester& requester, const Request& request,
+                                       Reply& reply) {
+    const pbcommon::List& list = request.list();
+    if (!admits(list.pattern(), reply)) {
+        return {};
+    }
+    pbcommon::ListReply& answer = *reply.mutable_list();
     std::size_t nBytes = 0;
     std::uint32_t nNext = 0;  // counts what the role may see: the rest leaves no trace in it
-    if (!admits(list.pattern(), reply)) {
-        return;
-    }
     for (const Cell& cell : m_store.cells()) {
-        if (requester.role < cell.access.read) {
+        if (!cell.mayRead(requester.role)) {
             continue;
         }
         const std::uint32_t nPlace = nNext++;
@@ -350,13 +312,14 @@ void ConfigRequests::list(const pbcommon::Requester& requester, const pbcommon::
             continue;
         }
         if (nBytes > kPageBytes) {
-            reply.set_next(nPlace);
-            return;
+            answer.set_next(nPlace);
+            return {};
         }
-        pbcommon::Variable& variable = *reply.add_variable();
+        pbcommon::Variable& variable = *answer.add_variable();
         fill(variable, cell, Secrets::kMasked);
         nBytes += variable.ByteSizeLong();
     }
+    return {};
 }
 
 }  // namespace AppConfig

@@ -12,6 +12,7 @@
 namespace AppConfig {
 
 class ConfigStore;
+class Page;
 struct Cell;
 struct Proposal;
 struct Verdict;
@@ -23,37 +24,47 @@ public:
     explicit ConfigRequests(ConfigStore& store) : m_store(store) {}
 
     void dispatchingBegins() override;
+    [[nodiscard]] bool isChange(const pbcommon::Request& request) const override;
     [[nodiscard]] PbUtility::Answer handle(const pbcommon::Requester& requester,
-                                           const pbcommon::Request& request, pbcommon::Reply& reply,
-                                           PbUtility::Client& client) override;
-    [[nodiscard]] eErrorT commit(PbUtility::Publisher& publisher,
+                                           const pbcommon::Request& request,
+                                           pbcommon::Reply& reply) override;
+    [[nodiscard]] eErrorT commit(PbUtility::Revisions& revisions,
                                  pbcommon::Reply& failure) override;
+    [[nodiscard]] bool tell(std::uint64_t nRevision, const PbUtility::Watcher& watcher,
+                            pbcommon::Event& event) override;
+    void release() override;
 
 private:
-    [[nodiscard]] const Cell* find(const pbcommon::Requester& requester,
-                                   const pbcommon::Address& address, pbcommon::Reply& reply);
-    void refuseSet(const pbcommon::Requester& requester, std::span<const Proposal> proposals,
-                   const Verdict& verdict, pbcommon::Reply& reply);
-    void showRefused(const pbcommon::Requester& requester, const Proposal& refused,
-                     pbcommon::Reply& reply);
-    void get(const pbcommon::Requester& requester, const pbcommon::Get& get,
-             pbcommon::Reply& reply);
-    void describe(const pbcommon::Requester& requester, const pbcommon::Describe& describe,
-                  pbcommon::Reply& reply);
-    [[nodiscard]] PbUtility::Answer set(const pbcommon::Requester& requester,
-                                        const pbcommon::Set& set, pbcommon::Reply& reply);
-    void list(const pbcommon::Requester& requester, const pbcommon::List& list,
-              pbcommon::Reply& reply) const;
-    void watch(const pbcommon::Requester& requester, const pbcommon::Watch& watch,
-               pbcommon::Reply& reply, PbUtility::Client& client);
-    void history(const pbcommon::Requester& requester, const pbcommon::History& history,
-                 pbcommon::Reply& reply);
-    void readPage(const pbcommon::Requester& requester, const std::string& sPattern,
-                  std::uint32_t nLimit, std::uint64_t nFrom, std::uint64_t nTo,
-                  Database::Order order, pbcommon::Reply& reply);
-    void why(const pbcommon::Requester& requester, const pbcommon::Why& why,
-             pbcommon::Reply& reply);
-    void explain(const pbcommon::Requester& requester, const Cell& cell, pbcommon::Aspect aspect,
+    using Requester = pbcommon::Requester;
+    using Request = pbcommon::Request;
+    using Reply = pbcommon::Reply;
+
+    /// One kind of request.
+    struct RequestParamT {
+        Request::BodyCase body;
+        bool bChanges;            ///< it may change something, and then waits for the commit
+        SecurityRole lowestRole;  ///< that may ask for it
+        PbUtility::Answer (ConfigRequests::*serve)(const Requester&, const Request&, Reply&);
+    };
+    static const RequestParamT requestTable[];
+    [[nodiscard]] static const RequestParamT* rowOf(const Request& request);
+
+    [[nodiscard]] PbUtility::Answer get(const Requester&, const Request&, Reply&);
+    [[nodiscard]] PbUtility::Answer set(const Requester&, const Request&, Reply&);
+    [[nodiscard]] PbUtility::Answer list(const Requester&, const Request&, Reply&);
+    [[nodiscard]] PbUtility::Answer describe(const Requester&, const Request&, Reply&);
+    [[nodiscard]] PbUtility::Answer watch(const Requester&, const Request&, Reply&);
+    [[nodiscard]] PbUtility::Answer history(const Requester&, const Request&, Reply&);
+    [[nodiscard]] PbUtility::Answer why(const Requester&, const Request&, Reply&);
+
+    [[nodiscard]] const Cell* find(const Requester& requester, const pbcommon::Address& address,
+                                   Reply& reply);
+    void fillDescribed(pbcommon::Variable& variable, const Cell& cell) const;
+    void refuseSet(const Requester& requester, std::span<const Proposal> proposals,
+                   const Verdict& verdict, Reply& reply);
+    [[nodiscard]] bool readPage(Page& page, std::uint64_t nFrom, std::uint64_t nTo,
+                                Database::Order order, Reply& reply);
+    void explain(const Requester& requester, const Cell& cell, pbcommon::Aspect aspect,
                  pbcommon::Reason& reason);
 
     ConfigStore& m_store;

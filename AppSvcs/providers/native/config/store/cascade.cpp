@@ -33,11 +33,11 @@ void Cascade::notifyHandlers(Notification& notification) {
     const std::list<std::string> values{notification.sValue};
     const Handlers& handlers = m_handlers.of(cell);
     if (handlers.provider != nullptr) {
-        m_state.setCause({.call = Cause::kOnSet, .trigger = &cell});
+        m_state.setCause({.call = pbcommon::ON_SET, .trigger = &cell});
         handlers.provider->onSet(cell.row->node(), cell.nNodeInstance, cell.row->name(),
                                  cell.nVarInstance, values, notification.role, notification.result);
     }
-    m_state.setCause({.call = Cause::kChange, .trigger = &cell});
+    m_state.setCause({.call = pbcommon::ON_CHANGE, .trigger = &cell});
     for (ConsumerConfigHandler* const consumer : handlers.consumers) {
         if (consumer->register_change) {
             consumer->change(cell.row->node(), cell.nNodeInstance, cell.row->name(),

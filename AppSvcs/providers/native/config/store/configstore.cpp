@@ -69,14 +69,12 @@ eErrorT ConfigStore::add(std::string_view sNode, std::string_view sVariable,
 
 Cell* ConfigStore::find(std::string_view sAddress) {
     const auto address = pbcommon::parseAddress(sAddress);
-    return !address ? nullptr
-                    : m_state.find({address->sNode, address->nNodeInstance, address->sVariable,
-                                    address->nVarInstance});
+    return address ? m_state.find(*address) : nullptr;
 }
 
 const Cell* ConfigStore::read(const pbcommon::Requester& requester, const AddressView& address) {
     const Cell* const cell = m_state.find(address);
-    if (cell != nullptr && requester.role >= cell->access.read) {
+    if (cell != nullptr && cell->mayRead(requester.role)) {
         return cell;
     }
     logRefusal(requester, address,

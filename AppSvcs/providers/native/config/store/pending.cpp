@@ -9,29 +9,29 @@ namespace AppConfig {
 namespace {
 
 /// Large records are freed rather than reused, so that a burst does not pin memory.
-bool isLarge(const Committed& committed) {
+bool isLarge(const PendingChange& change) {
     constexpr std::size_t kMaxKeptBytes = 4096;
-    return static_cast<std::size_t>(committed.change.GetCachedSize()) > kMaxKeptBytes;
+    return change.record.maxBytes() > kMaxKeptBytes;
 }
 
 }  // namespace
 
-pbcommon::Change& Pending::next() {
+Record& Pending::next() {
     if (m_nWaiting == m_records.size()) {
         m_records.emplace_back();
     }
-    return m_records[m_nWaiting].change;
+    return m_records[m_nWaiting].record;
 }
 
 std::uint64_t Pending::add(std::span<const Effect> effects) {
-    Committed& record = m_records[m_nWaiting];
-    record.settings.clear();
+    PendingChange& change = m_records[m_nWaiting];
+    change.settings.clear();
     for (const Effect& effect : effects) {
-        record.settings.push_back(
+        change.settings.push_back(
             settingOf(*effect.cell, static_cast<pbcommon::Aspect>(effect.before.index())));
     }
-    record.change.set_revision(m_database.newest() + ++m_nWaiting);
-    return record.change.revision();
+    change.record.nRevision = m_database.newest() + ++m_nWaiting;
+    return change.record.nRevision;
 }
 
 void Pending::drop() {

@@ -23,7 +23,7 @@ public:
     [[nodiscard]] bool empty() const { return m_nWaiting == 0; }
     /// To be filled with the next change; the same one until add() or drop(). Its address holds as
     /// long.
-    [[nodiscard]] pbcommon::Change& next();
+    [[nodiscard]] Record& next();
     /// The one from next() waits from now on. @param effects  all that it has made different
     /// @return its revision
     std::uint64_t add(std::span<const Effect> effects);
@@ -34,7 +34,7 @@ public:
     /// @return kNoError; kWriteError (logged; none of them is kept)
     [[nodiscard]] eErrorT commit();
     /// Those that the last commit() has made durable; valid until release().
-    [[nodiscard]] std::span<const Committed> committed() const {
+    [[nodiscard]] std::span<const PendingChange> committed() const {
         return {m_records.data(), m_nCommitted};
     }
     /// Everybody has been told of them.
@@ -42,7 +42,7 @@ public:
 
 private:
     Database& m_database;
-    std::vector<Committed> m_records;  ///< those that wait, then some to be used again
+    std::vector<PendingChange> m_records;  ///< those that wait, then some to be used again
     std::size_t m_nWaiting = 0;
     std::size_t m_nCommitted = 0;
 };

@@ -94,10 +94,10 @@ Verdict Transaction::applyAll(std::span<const Proposal> proposals) {
 
 Verdict Transaction::apply(const Proposal& proposal, std::vector<Assignment>& assignments) {
     Cell* const cell = m_ground.state.find(proposal.address);
-    if (cell == nullptr || m_requester.role < cell->access.read) {
+    if (cell == nullptr || !cell->mayRead(m_requester.role)) {
         return refusal(pbcommon::ERR_UNKNOWN_VARIABLE);
     }
-    if (m_requester.role < cell->access.write) {
+    if (!cell->mayWrite(m_requester.role)) {
         return refusal(pbcommon::ERR_READ_ONLY);
     }
     if (const char* const tag = proposalRefusal(*cell->row, proposal.sValue)) {
@@ -136,7 +136,7 @@ Verdict Transaction::proposeAndStore(Cell& cell, Notification notification,
         return refusal(pbcommon::ERR_NOT_OFFERED);
     }
     const bool bRebootNeeded = result.getIsRebootNeeded();
-    m_ground.state.setCause({.call = Cause::kRequest});
+    m_ground.state.setCause({.call = pbcommon::REQUEST});
     m_ground.state.setValue(cell, notification.sValue);
     assignments.push_back({.cell = &cell, .sValue = notification.sValue});
     m_ground.cascade.add(std::move(notification));
@@ -151,7 +151,7 @@ bool Transaction::fillAndMeasure(std::span<const Assignment> assignments) {
     m_effects = m_ground.state.effects(m_mark);
     m_record = &m_ground.pending.next();
     fillRecord(*m_record, m_requester, assignments, m_effects);
-    return m_record->ByteSizeLong() <= pbcommon::kMaxChangeBytes;
+    return m_record->maxBytes() <= pbcommon::kMaxChangeBytes;
 }
 
 Verdict Transaction::refuseAnswer(const Proposal& first) const {

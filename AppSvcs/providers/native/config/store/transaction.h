@@ -78,7 +78,7 @@ public:
     [[nodiscard]] Verdict adopt();
 
     /// Of an accepted change: complete but for its revision. Valid until keep(), or this ends.
-    [[nodiscard]] const pbcommon::Change& record() const { return *m_record; }
+    [[nodiscard]] const Record& record() const { return *m_record; }
     /// Refuses it after all, since its answer does not fit into a message. Logged.
     [[nodiscard]] Verdict refuseAnswer(const Proposal& first) const;
     /// Lets an accepted change wait for the commit.
@@ -98,7 +98,7 @@ private:
     const Mode m_mode;
     const std::size_t m_mark;
     std::vector<Effect> m_effects;
-    pbcommon::Change* m_record = nullptr;
+    Record* m_record = nullptr;
     bool m_bKept = false;
 };
 

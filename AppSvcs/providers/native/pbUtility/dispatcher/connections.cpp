@@ -42,8 +42,10 @@ bool Connections::hasRoomFor(const Peer& peer) const {
 }
 
 void Connections::remove(const std::shared_ptr<Session>& session) {
-    std::erase(m_watching, session);
-    m_sessions.erase(session);
+    if (m_sessions.erase(session) > 0) {
+        m_nWatches -= session->watchCount();
+        std::erase(m_watching, session);
+    }
 }
 
 void Connections::clear() {
@@ -51,6 +53,7 @@ void Connections::clear() {
         session->hangUp();  // what waits in the event loop keeps the object alive
     }
     m_watching.clear();
+    m_nWatches = 0;
     m_sessions.clear();
 }
 
@@ -58,18 +61,19 @@ std::vector<std::shared_ptr<Session>> Connections::all() const {
     return {m_sessions.begin(), m_sessions.end()};
 }
 
-eErrorT Connections::addWatcher(const std::shared_ptr<Session>& session) {
-    if (std::find(m_watching.begin(), m_watching.end(), session) == m_watching.end()) {
-        if (m_watching.size() >= pbcommon::kMaxWatchers) {
-            return kOutOfResources;
-        }
+eErrorT Connections::addWatch(const std::shared_ptr<Session>& session) {
+    if (m_nWatches >= pbcommon::kMaxWatches) {
+        return kOutOfResources;
+    }
+    if (session->watchCount() == 0) {
         m_watching.push_back(session);
     }
+    ++m_nWatches;
     return kNoError;
 }
 
 void Connections::forEachWatcher(const std::function<void(Session&)>& visit) {
-    // backwards: one that ends moves only those behind it, which have been visited
+    // backwards: one that ends moves only those after it, which have been visited
     for (std::size_t i = m_watching.size(); i-- > 0;) {
         const std::shared_ptr<Session> session = m_watching[i];
         visit(*session);

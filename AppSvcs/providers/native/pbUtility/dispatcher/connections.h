@@ -30,9 +30,9 @@ public:
     /// A copy: a session that ends while one walks over them leaves.
     [[nodiscard]] std::vector<std::shared_ptr<Session>> all() const;
 
-    /// The session watches from now on.
-    /// @return kNoError; kOutOfResources (there are too many watchers)
-    [[nodiscard]] eErrorT addWatcher(const std::shared_ptr<Session>& session);
+    /// The session has one watch more from now on.
+    /// @return kNoError; kOutOfResources (there are too many watches)
+    [[nodiscard]] eErrorT addWatch(const std::shared_ptr<Session>& session);
     /// @param visit  may end the session that it gets, no other
     void forEachWatcher(const std::function<void(Session&)>& visit);
 
@@ -44,7 +44,8 @@ private:
     [[nodiscard]] bool hasRoomFor(const Peer& peer) const;
 
     std::unordered_set<std::shared_ptr<Session>> m_sessions;
-    std::vector<std::shared_ptr<Session>> m_watching;
+    std::vector<std::shared_ptr<Session>> m_watching;  ///< with one watch or more
+    std::size_t m_nWatches = 0;
     std::optional<Clock::time_point> m_lastRefusal;
 };
 

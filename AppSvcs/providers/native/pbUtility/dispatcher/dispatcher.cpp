@@ -12,7 +12,6 @@
 #include <cstring>
 #include <utility>
 
-#include "debugname.h"
 #include "directories.h"
 #include "exceptions.h"
 #include "frame.h"
@@ -29,7 +28,6 @@ namespace {
 constexpr std::chrono::milliseconds kAcceptRetry{100};
 constexpr std::chrono::seconds kLastAnswers{1};  ///< for clients that are slow to read them
 constexpr mode_t kSocketMode = 0666;             ///< every local user: roles decide
-constexpr std::size_t kMaxClientNameBytes = 32;
 
 /// Signals are for the main thread.
 class AllSignalsBlocked {
@@ -53,6 +51,8 @@ private:
 PbUtilsImpl::PbUtilsImpl(std::string sEndpointName)
     : m_sEndpointName(std::move(sEndpointName)),
       m_io(1),
+      m_gate(m_sEndpointName),
+      m_turns(m_io, m_gate, m_connections),
       m_acceptor(m_io),
       m_timer(m_io),
       m_frameTimer(m_io),
@@ -75,7 +75,7 @@ eErrorT PbUtilsImpl::start() {
             m_thread = std::thread([this] { run(); });
         }
     } catch (...) {  // a full process table, most likely
-        result = logException("pbUtility", "start the dispatcher", kSystemCallFailed);
+        result = pbcommon::logException("pbUtility", "start the dispatcher", kSystemCallFailed);
     }
     if (result != kNoError) {
         m_endpoint.release();
@@ -148,21 +148,21 @@ void PbUtilsImpl::run() {
         accept();
         m_io.run();
     } catch (...) {
-        (void)logException("pbUtility", "go on serving", kServerError);
+        (void)pbcommon::logException("pbUtility", "go on serving", kServerError);
     }
-    m_waiting.clear();
+    m_turns.clear();
     m_connections.clear();
     m_endpoint.release();
     loginfo("pbUtility", "dispatcher ended\n");
 }
 
-/// Lets the dispatcher's thread take a step. Where it cannot be told to, the dispatcher ends.
+/// Has the dispatcher's thread take a step. Where that cannot be arranged, the dispatcher ends.
 template <typename Step>
 void PbUtilsImpl::inLoop(Step step) noexcept {
     try {
         asio::post(m_io, step);
     } catch (...) {
-        (void)logException("pbUtility", "reach the dispatcher", kServerError);
+        (void)pbcommon::logException("pbUtility", "reach the dispatcher", kServerError);
         m_io.stop();
     }
 }
@@ -172,21 +172,19 @@ void PbUtilsImpl::setReady(bool bReady) {
         if (m_bStopping) {
             return;
         }
-        m_bReady = false;
+        m_turns.setReady(false);
         if (bReady) {
             becomeReady();
         }
-        if (m_turn == Turn::kAll) {
-            resumeWaiting();  // else the commit does
-        }
+        m_turns.resumeWaiting();
     });
 }
 
 /// The store has opened its files by then, so that what descriptors are left are for connections.
 /// Without one there is nobody to serve.
 void PbUtilsImpl::becomeReady() {
-    if (m_handler != nullptr) {
-        m_handler->dispatchingBegins();
+    if (m_gate.handler() != nullptr) {
+        m_gate.handler()->dispatchingBegins();
     }
     const int spare = dup(m_acceptor.native_handle());
     if (spare < 0) {
@@ -195,7 +193,7 @@ void PbUtilsImpl::becomeReady() {
         return;
     }
     close(spare);
-    m_bReady = true;
+    m_turns.setReady(true);
     tellReady();
 }
 
@@ -222,7 +220,7 @@ void PbUtilsImpl::accept() {
         try {
             welcome(std::move(socket));
         } catch (...) {
-            (void)logException("pbUtility", "serve a new connection", kServerError);
+            (void)pbcommon::logException("pbUtility", "serve a new connection", kServerError);
         }
         accept();
     });
@@ -273,18 +271,10 @@ Served PbUtilsImpl::serve(Session& session, std::string_view message) {
     const bool bRequest =
         m_request.ParseFromArray(message.data(), static_cast<int>(message.size()));
     Served served = bRequest ? Served::kAnswered : Served::kNoRequest;
-    if (!hasTurn(bRequest && m_request.has_set())) {
+    if (!m_turns.admits(bRequest && m_gate.isChange(m_request))) {
         served = Served::kNotYet;
     } else if (bRequest) {
-        m_reply.Clear();
-        try {
-            answer(session);
-        } catch (...) {
-            const eErrorT code = logException("pbUtility", "serve a request", kServerError);
-            m_reply.Clear();
-            m_reply.set_code(static_cast<pbcommon::ErrorCode>(code));
-        }
-        session.answer(m_reply, m_turn == Turn::kChanges);
+        answer(session);
     }
     if (message.size() > kKeptBytes) {
         m_request = {};
@@ -295,126 +285,36 @@ Served PbUtilsImpl::serve(Session& session, std::string_view message) {
     return served;
 }
 
-bool PbUtilsImpl::hasTurn(bool bChange) const {
-    switch (m_turn) {
-        case Turn::kChanges:
-            return m_bReady && bChange;
-        case Turn::kOthers:
-            return m_bReady && !bChange;
-        case Turn::kAll:
-            break;
-    }
-    return m_bReady;
-}
-
 void PbUtilsImpl::answer(Session& session) {
-    const Peer& peer = session.peer();
-    m_requester = {.role = std::min(peer.highestRole, AppConfig::kAdmin),
-                   .uid = peer.uid,
-                   .pid = peer.pid,
-                   .sClient = pbcommon::cleaned(m_request.client(), kMaxClientNameBytes)};
-    if (m_request.has_role()) {
-        const auto role = static_cast<AppConfig::SecurityRole>(m_request.role());
-        if (!pbcommon::Role_IsValid(m_request.role()) || role > peer.highestRole) {
-            logwarn("pbUtility", "refused role %s to %s\n", pbcommon::roleName(role).c_str(),
-                    describe(m_requester).c_str());
-            refuse(m_reply, pbcommon::ERR_ROLE_NOT_ALLOWED);
-            return;
-        }
-        m_requester.role = role;
-    }
-    switch (m_request.body_case()) {
-        case pbcommon::Request::kPing:
-            answerPing();
-            break;
-        case pbcommon::Request::kShutdown:
-            if (m_requester.role < AppConfig::kSystem) {
-                logwarn("pbUtility", "refused shutdown to %s\n", describe(m_requester).c_str());
-                refuse(m_reply, pbcommon::ERR_ROLE_NOT_ALLOWED);
-                break;
-            }
-            loginfo("pbUtility", "shutdown by %s\n", describe(m_requester).c_str());
-            stop();
-            break;
-        case pbcommon::Request::BODY_NOT_SET:
-            refuse(m_reply, pbcommon::ERR_UNKNOWN_REQUEST);
-            break;
-        default:
-            handle(session);
-    }
-}
-
-void PbUtilsImpl::handle(Session& session) {
-    if (m_handler == nullptr) {
-        refuse(m_reply, pbcommon::ERR_NO_STORE);
-    } else if (m_handler->handle(m_requester, m_request, m_reply, session) ==
-               Answer::kUncommitted) {
-        if (m_turn != Turn::kChanges) {
-            m_turn = Turn::kChanges;
-            commitSoon();
-        }
-    }
-}
-
-/// Behind the sessions that are ready already and, the second time round the event loop, behind
-/// those that became so during the last commit. Without them ten clients fall into step as one and
-/// nine, with a commit each. A client on its own waits for nothing.
-void PbUtilsImpl::commitSoon() {
-    asio::post(m_io, [this] { asio::post(m_io, [this] { commit(); }); });
-}
-
-void PbUtilsImpl::commit() {
-    if (m_turn != Turn::kChanges) {
-        return;
-    }
     m_reply.Clear();
-    std::string sFailure;
-    if (m_handler->commit(*this, m_reply) != kNoError) {
-        (void)pbcommon::appendFrame(m_reply, sFailure);
+    m_reply.set_id(m_request.id());
+    bool bShutdown = false;
+    try {
+        Answer answer = m_gate.answer(session.peer(), m_request, m_reply, bShutdown);
+        if (answer.watcher && session.watch(m_request.id(), *answer.watcher) != kNoError) {
+            m_reply.clear_body();
+            refuse(m_reply, pbcommon::ERR_TOO_MANY_WATCHERS);
+        }
+        if (answer.bUncommitted) {
+            m_turns.awaitCommit();
+        }
+    } catch (...) {
+        m_reply.Clear();
+        m_reply.set_id(m_request.id());
+        m_reply.set_code(pbcommon::toMessage(
+            pbcommon::logException("pbUtility", "serve a request", kServerError)));
     }
-    for (const std::shared_ptr<Session>& session : m_waiting) {
-        session->guarded([&] { session->releaseAnswers(sFailure); });
+    if (bShutdown) {
+        stop();
     }
-    m_turn = Turn::kOthers;
-    resumeWaiting();
-    m_turn = Turn::kAll;
-    resumeWaiting();
-}
-
-void PbUtilsImpl::resumeWaiting() {
-    std::swap(m_waiting, m_resuming);
-    for (const std::shared_ptr<Session>& session : m_resuming) {
-        session->resume();
-    }
-    m_resuming.clear();
-}
-
-void PbUtilsImpl::publish(const std::function<bool(const Watcher&, pbcommon::Reply&)>& news) {
-    m_connections.forEachWatcher([this, &news](Session& session) {
-        session.guarded([&] {
-            m_news.Clear();
-            m_sNewsFrame.clear();
-            if (news(*session.watcher(), m_news)) {
-                // what does not fit into a frame is missed, as what the client does not read
-                (void)pbcommon::appendFrame(m_news, m_sNewsFrame);
-                session.tell(m_sNewsFrame);
-            }
-        });
-    });
-}
-
-void PbUtilsImpl::answerPing() {
-    pbcommon::Service& service = *m_reply.mutable_service();
-    service.set_name(msgDebugName().empty() ? m_sEndpointName : msgDebugName());
-    service.set_version(APPCONFIG_VERSION);
-    service.set_pid(getpid());
+    session.answer(m_reply, m_turns.awaitsCommit());
 }
 
 /// No new connections nor requests, the last answers go out, then the event loop has nothing left
 /// to wait for.
 void PbUtilsImpl::stop() {
     m_bStopping = true;
-    m_bReady = false;
+    m_turns.setReady(false);
     asio::error_code ignored;
     m_acceptor.close(ignored);
     m_watch.stop();
@@ -425,7 +325,7 @@ void PbUtilsImpl::stop() {
             m_io.stop();
         }
     });
-    commit();
+    m_turns.commit();
     for (const std::shared_ptr<Session>& session : m_connections.all()) {
         session->finish();
     }

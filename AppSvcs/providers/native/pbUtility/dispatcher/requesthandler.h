@@ -1,7 +1,8 @@
 #ifndef PBUTILITY_DISPATCHER_REQUESTHANDLER_H
 #define PBUTILITY_DISPATCHER_REQUESTHANDLER_H
 
-#include <functional>
+#include <cstdint>
+#include <optional>
 #include <string>
 
 #include "ErrTypes.h"
@@ -9,67 +10,64 @@
 #include "requester.h"
 
 namespace pbcommon {
+class Event;
 class Reply;
 class Request;
 }  // namespace pbcommon
 
 namespace PbUtility {
 
-/// A client that wants to be told of changes.
+/// A client that wants to be notified of changes.
 struct Watcher {
     AppConfig::SecurityRole role = AppConfig::kUser;
-    std::string sPattern;  ///< of addresses, '*' standing for any text
+    std::string sPattern;  ///< of addresses, '*' matching any text
 };
 
-/// Tells the clients that watch.
-class Publisher {
-public:
-    virtual ~Publisher() = default;
-
-    /// @param news  called for each watcher; fills the message for it, or returns false when this
-    ///              watcher is to hear nothing. Not kept.
-    virtual void publish(
-        const std::function<bool(const Watcher& watcher, pbcommon::Reply& message)>& news) = 0;
+/// What a reply means for the dispatcher.
+struct Answer {
+    bool bUncommitted = false;         ///< it, and every reply after it, has to wait for commit()
+    std::optional<Watcher> watcher{};  ///< begins to watch
 };
 
-/// The connection that a request came over.
-class Client {
-public:
-    virtual ~Client() = default;
-
-    /// From now on it is told of changes.
-    /// @return kNoError; kOutOfResources (there are too many watchers)
-    [[nodiscard]] virtual eErrorT watch(Watcher watcher) = 0;
+/// The revisions of the changes that one commit has made durable.
+struct Revisions {
+    std::uint64_t nFirst = 1;
+    std::uint64_t nLast = 0;  ///< less than the first: there are none
 };
 
-/// What an answer is worth.
-enum class Answer {
-    kFinal,        ///< it may be sent
-    kUncommitted,  ///< it, and every answer behind it, has to wait for commit()
-};
-
-/// Where the dispatcher delivers requests that it does not answer itself.
+/// Where the dispatcher delivers the requests that it does not answer itself. Dispatcher's thread,
+/// one call at a time.
 class RequestHandler {
 public:
     virtual ~RequestHandler() = default;
 
-    /// Called on the dispatcher's thread before the first request.
+    /// Called before the first request.
     virtual void dispatchingBegins() = 0;
 
-    /// Answers one request. Dispatcher's thread, one call at a time. Between an uncommitted answer
-    /// and commit() only requests that set something are handed over: no other sees what may yet
-    /// be undone.
-    /// @param reply   empty; what it holds on return is sent
-    /// @param client  for a request to watch
-    [[nodiscard]] virtual Answer handle(const pbcommon::Requester& requester,
-                                        const pbcommon::Request& request, pbcommon::Reply& reply,
-                                        Client& client) = 0;
+    /// Whether a request may change something. Between an uncommitted answer and commit() only
+    /// these are handed over: no other sees what may yet be undone.
+    [[nodiscard]] virtual bool isChange(const pbcommon::Request& request) const = 0;
 
-    /// Makes durable, all at once, what the uncommitted answers tell of, then tells the watchers.
-    /// @param failure  empty; on a failure the answer to each of the requests since the first
-    ///                 uncommitted one, whatever had been its own
+    /// Answers one request.
+    /// @param reply  empty but for the request's id; what it holds on return is sent
+    [[nodiscard]] virtual Answer handle(const pbcommon::Requester& requester,
+                                        const pbcommon::Request& request,
+                                        pbcommon::Reply& reply) = 0;
+
+    /// Makes durable, all at once, what the uncommitted answers report.
+    /// @param failure  empty; on a failure it becomes the answer to each of the requests since the
+    ///                 first uncommitted one, whatever had been its own
     /// @return kNoError; kWriteError (logged; everything they did has been undone)
-    [[nodiscard]] virtual eErrorT commit(Publisher& publisher, pbcommon::Reply& failure) = 0;
+    [[nodiscard]] virtual eErrorT commit(Revisions& revisions, pbcommon::Reply& failure) = 0;
+
+    /// Reports a change of the last commit() to one who watches.
+    /// @param event  empty
+    /// @return false when there is nothing in it for this watcher
+    [[nodiscard]] virtual bool tell(std::uint64_t nRevision, const Watcher& watcher,
+                                    pbcommon::Event& event) = 0;
+
+    /// Every watcher has been notified of the last commit().
+    virtual void release() = 0;
 };
 
 }  // namespace PbUtility

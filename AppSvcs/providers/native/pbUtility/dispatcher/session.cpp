@@ -1,5 +1,6 @@
 #include "session.h"
 
+#include <algorithm>
 #include <asio/buffer.hpp>
 #include <asio/error.hpp>
 #include <asio/write.hpp>
@@ -51,7 +52,7 @@ void Session::resume() {
 
 void Session::finish() {
     m_bFinishing = true;
-    if (!m_bServing && !m_bWriting && m_nHeld == 0) {
+    if (!m_bServing && !m_bWriting && m_heldIds.empty()) {
         close();
     }
 }
@@ -91,7 +92,7 @@ void Session::noteHalfFrame() {
     }
 }
 
-/// Moves what is not served to the front and makes room behind it, for the rest of the frame that
+/// Moves what is not served to the front and makes room after it, for the rest of the frame that
 /// it begins and a read more; gives the memory of a long frame back.
 void Session::reclaimInput() {
     m_nEnd -= m_nBegin;
@@ -173,24 +174,28 @@ void Session::answer(const pbcommon::Reply& reply, bool bHeld) {
     std::string& answers = bHeld ? m_held : m_unsent;
     if (pbcommon::appendFrame(reply, answers) != kNoError) {
         pbcommon::Reply tooLong;
+        tooLong.set_id(reply.id());
         refuse(tooLong, pbcommon::ERR_ANSWER_TOO_LONG);
         (void)pbcommon::appendFrame(tooLong, answers);  // a few bytes: it fits
     }
     if (bHeld) {
-        ++m_nHeld;
+        m_heldIds.push_back(reply.id());
         awaitResume();
     }
 }
 
-void Session::releaseAnswers(const std::string& sFailure) {
-    if (sFailure.empty() && m_unsent.empty()) {
+void Session::releaseAnswers(pbcommon::Reply* failure) {
+    if (failure != nullptr) {
+        for (const std::uint64_t nId : m_heldIds) {
+            failure->set_id(nId);
+            (void)pbcommon::appendFrame(*failure, m_unsent);  // a few bytes: it fits
+        }
+    } else if (m_unsent.empty()) {
         std::swap(m_unsent, m_held);
-    } else if (sFailure.empty()) {
+    } else {
         m_unsent += m_held;
     }
-    for (; m_nHeld > 0; --m_nHeld) {
-        m_unsent += sFailure;
-    }
+    m_heldIds.clear();
     m_held.clear();
     reclaim(m_held);
 }
@@ -199,7 +204,7 @@ void Session::releaseAnswers(const std::string& sFailure) {
 /// event loop.
 /// @return false when something is left, or the connection has ended over it
 bool Session::flush() {
-    addMissedNotice();
+    addMissedNotices();
     if (m_unsent.empty()) {
         return true;
     }
@@ -234,33 +239,61 @@ void Session::writeRest(std::size_t nWritten) {
                       });
 }
 
-eErrorT Session::watch(Watcher watcher) {
-    const eErrorT result = m_dispatcher.addWatcher(shared_from_this());
+eErrorT Session::watch(std::uint64_t nId, Watcher watcher) {
+    const auto same = std::find_if(m_watches.begin(), m_watches.end(),
+                                   [nId](const Watch& watch) { return watch.nId == nId; });
+    if (same != m_watches.end()) {
+        same->watcher = std::move(watcher);
+        return kNoError;
+    }
+    const eErrorT result = m_dispatcher.addWatch(shared_from_this());
     if (result == kNoError) {
-        m_watcher = std::move(watcher);
+        m_watches.push_back({.nId = nId, .watcher = std::move(watcher)});
     }
     return result;
 }
 
-void Session::tell(const std::string& sFrame) {
-    // once one is missed the notice comes first, so that the client knows where the gap is
-    if (sFrame.empty() || m_nMissed > 0 || m_unsent.size() > pbcommon::kMaxUnreadNewsBytes) {
-        ++m_nMissed;
-    } else {
-        m_unsent += sFrame;
+void Session::tell(RequestHandler& handler, const Revisions& revisions) {
+    for (std::uint64_t nRevision = revisions.nFirst; nRevision <= revisions.nLast; ++nRevision) {
+        for (Watch& watch : m_watches) {
+            tell(watch, handler, nRevision);
+        }
+        if (m_unsent.size() >= pbcommon::kMaxUnwrittenBytes) {
+            flushEvents();
+        }
     }
-    // else it goes out with the answers
-    if (!m_bServing && !m_bWriting && m_nHeld == 0) {
+    flushEvents();
+}
+
+/// Where answers are to follow, events go out with them.
+void Session::flushEvents() {
+    if (!m_bServing && !m_bWriting && m_heldIds.empty() && m_socket.is_open()) {
         (void)flush();
     }
 }
 
-void Session::addMissedNotice() {
-    if (m_nMissed > 0) {
-        pbcommon::Reply notice;
-        notice.set_missed(std::exchange(m_nMissed, 0));
-        // a few bytes: it fits
-        (void)pbcommon::appendFrame(notice, m_unsent);
+/// What does not fit into a frame is missed, as is what the client does not read. Once something is
+/// missed the notice comes first, so that the client knows where the gap is.
+void Session::tell(Watch& watch, RequestHandler& handler, std::uint64_t nRevision) {
+    pbcommon::Reply news;
+    if (!handler.tell(nRevision, watch.watcher, *news.mutable_event())) {
+        return;
+    }
+    news.set_id(watch.nId);
+    if (watch.nMissed > 0 || m_unsent.size() > pbcommon::kMaxUnreadNewsBytes ||
+        pbcommon::appendFrame(news, m_unsent) != kNoError) {
+        ++watch.nMissed;
+    }
+}
+
+void Session::addMissedNotices() {
+    for (Watch& watch : m_watches) {
+        if (watch.nMissed > 0) {
+            pbcommon::Reply notice;
+            notice.set_id(watch.nId);
+            notice.mutable_event()->set_missed(std::exchange(watch.nMissed, 0));
+            (void)pbcommon::appendFrame(notice, m_unsent);  // a few bytes: it fits
+        }
     }
 }
 

@@ -8,6 +8,7 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <vector>
 
 #include "exceptions.h"
 #include "peer.h"
@@ -24,7 +25,7 @@ inline constexpr std::size_t kKeptBytes = std::size_t{16} << 10;
 /// answers. While answers wait to be written nothing more is read, so a client that does not read
 /// holds up itself alone and the memory of a connection stays bounded. A client that breaks the
 /// framing, or sends what is no request, loses its connection. Dispatcher's thread.
-class Session : public std::enable_shared_from_this<Session>, public Client {
+class Session : public std::enable_shared_from_this<Session> {
 public:
     using Socket = asio::local::stream_protocol::socket;
     using Clock = std::chrono::steady_clock;
@@ -37,18 +38,19 @@ public:
     void resume();
     [[nodiscard]] const Peer& peer() const { return m_peer; }
 
-    /// To the frame that is being served. A held answer waits for releaseAnswers().
+    /// Answers the frame that is being served. A held answer waits for releaseAnswers().
     void answer(const pbcommon::Reply& reply, bool bHeld);
-    /// Lets the held answers go with the next resume().
-    /// @param sFailure  unless empty, the frame that takes the place of each
-    void releaseAnswers(const std::string& sFailure);
+    /// Lets the held answers go with the next resume(). @param failure  unless null, it takes the
+    ///                                                              place of each, but for its id
+    void releaseAnswers(pbcommon::Reply* failure);
 
-    [[nodiscard]] eErrorT watch(Watcher watcher) override;
-    /// What it watches, once it does.
-    [[nodiscard]] const std::optional<Watcher>& watcher() const { return m_watcher; }
-    /// Sends a frame that is no answer. A client that does not read misses it and is told how many
-    /// it has missed when it reads again; so does one for which the frame is empty.
-    void tell(const std::string& sFrame);
+    /// Begins a watch; one with the same id ends.
+    /// @return kNoError; kOutOfResources (there are too many)
+    [[nodiscard]] eErrorT watch(std::uint64_t nId, Watcher watcher);
+    [[nodiscard]] std::size_t watchCount() const { return m_watches.size(); }
+    /// Sends the events of changes to each watch. A client that does not read misses some; an event
+    /// with their number precedes the next one.
+    void tell(RequestHandler& handler, const Revisions& revisions);
 
     /// Runs work on this connection; what it throws ends the connection, and nobody else's.
     template <typename Work>
@@ -56,7 +58,7 @@ public:
         try {
             work();
         } catch (...) {
-            (void)logException("pbUtility", "go on with a connection", kServerError);
+            (void)pbcommon::logException("pbUtility", "go on with a connection", kServerError);
             close();
         }
     }
@@ -71,6 +73,11 @@ public:
     void hangUp();
 
 private:
+    struct Watch {
+        std::uint64_t nId;
+        Watcher watcher;
+        std::uint64_t nMissed = 0;  ///< changes whose number has not been reported yet
+    };
     enum class Next {
         kServed,
         kIncomplete,  ///< the rest of the frame is to be read
@@ -84,7 +91,9 @@ private:
     void serveFrames();
     [[nodiscard]] bool flush();
     void writeRest(std::size_t nWritten);
-    void addMissedNotice();
+    void tell(Watch& watch, RequestHandler& handler, std::uint64_t nRevision);
+    void flushEvents();
+    void addMissedNotices();
     void reclaimInput();
     /// Takes the frame at the start of the input.
     [[nodiscard]] Next serveNextFrame();
@@ -97,12 +106,11 @@ private:
     std::string m_input;  ///< bytes from m_nBegin to m_nEnd have come in and are not served
     std::size_t m_nBegin = 0;
     std::size_t m_nEnd = 0;
-    std::string m_unsent;    ///< frames to be written
-    std::string m_inFlight;  ///< frames being written
-    std::string m_held;      ///< answers that follow m_unsent once they are released
-    std::size_t m_nHeld = 0;
-    std::optional<Watcher> m_watcher;
-    std::uint64_t m_nMissed = 0;
+    std::string m_unsent;                  ///< frames to be written
+    std::string m_inFlight;                ///< frames being written
+    std::string m_held;                    ///< answers that follow m_unsent once they are released
+    std::vector<std::uint64_t> m_heldIds;  ///< of their requests
+    std::vector<Watch> m_watches;
     std::optional<Clock::time_point> m_frameBegan;
     bool m_bAwaitingResume = false;
     bool m_bReading = false;

@@ -1,33 +1,15 @@
-#ifndef CFGCTL_OUTPUT_H
-#define CFGCTL_OUTPUT_H
+#ifndef CFGCTL_RENDER_H
+#define CFGCTL_RENDER_H
 
-#include <cstddef>
 #include <string>
 #include <string_view>
 
 #include "messages.pb.h"
+#include "terminal.h"
 
 namespace cfgctl {
 
-/// What a stream leads to.
-struct StreamT {
-    bool bTerminal = false;
-    bool bColour = false;      ///< false also where the user or the terminal wants none
-    std::size_t nColumns = 0;  ///< width of the terminal
-};
-[[nodiscard]] StreamT streamOf(int fd);
-
-enum class Colour { kBold, kRed, kGreen, kDim };
-[[nodiscard]] std::string painted(const std::string& text, Colour colour, const StreamT& stream);
-
-/// Writes to standard output. Throws nothing: finishOutput() tells what went wrong.
-void print(std::string_view text);
-/// Writes to standard error.
-void printError(std::string_view text);
-/// One line on standard error, with the program's name before it.
-void complain(std::string_view text);
-/// @throws Failure  kOutputLost (something that was printed has not arrived)
-void finishOutput();
+// Messages as text for people, and as JSON.
 
 using TextsT = google::protobuf::RepeatedPtrField<std::string>;
 using EffectsT = google::protobuf::RepeatedPtrField<pbcommon::Effect>;
@@ -43,8 +25,9 @@ using EffectsT = google::protobuf::RepeatedPtrField<pbcommon::Effect>;
 /// What a variable takes now: its values, its range, or its greatest length.
 [[nodiscard]] std::string offersText(const pbcommon::Variable& variable);
 
-/// The reply's variables as a table with a header.
-[[nodiscard]] std::string listing(const pbcommon::Reply& reply, const StreamT& stream);
+using VariablesT = google::protobuf::RepeatedPtrField<pbcommon::Variable>;
+/// Variables as a table with a header.
+[[nodiscard]] std::string listing(const VariablesT& variables, const StreamT& stream);
 /// "value", "options", "access".
 [[nodiscard]] std::string aspectText(pbcommon::Aspect aspect);
 /// What an aspect was, is or became, from the texts that say so in a message.
@@ -55,8 +38,7 @@ using EffectsT = google::protobuf::RepeatedPtrField<pbcommon::Effect>;
 [[nodiscard]] std::string shownList(const TextsT& texts);
 
 /// What else a change did, as aligned lines; on a terminal too narrow for them, two for each. The
-/// values that the request itself gave are left out:
-/// they stand in the lines about the request.
+/// values that the request itself gave are left out: they are in the lines about the request.
 [[nodiscard]] std::string effectLines(const EffectsT& effects, const StreamT& stream);
 
 /// "2026-11-22 23:41:07.123", in the process's time zone.
@@ -66,14 +48,15 @@ using EffectsT = google::protobuf::RepeatedPtrField<pbcommon::Effect>;
 /// One committed change: its revision, when and by whom, what was asked for, and what else it did.
 [[nodiscard]] std::string changeText(const pbcommon::Change& change, const StreamT& stream);
 
-/// What a reply to a watch tells: changes, and that some are not told. Empty when it only says that
-/// the watch has begun.
-[[nodiscard]] std::string newsText(const pbcommon::Reply& reply, const StreamT& stream);
+/// The changes that a watch begins with; empty where it begins with none.
+[[nodiscard]] std::string newsText(const pbcommon::WatchReply& begun, const StreamT& stream);
+/// A change, or that some were missed.
+[[nodiscard]] std::string newsText(const pbcommon::Event& event, const StreamT& stream);
 
 /// All about one described variable, in two columns. A secret is masked.
 [[nodiscard]] std::string sheet(const pbcommon::Variable& variable, const StreamT& stream);
 
-/// The reply as one JSON document. Fields stand in it also when they are 0, false or empty.
+/// The reply as one JSON document, fields that are 0, false or empty included.
 [[nodiscard]] std::string jsonText(const pbcommon::Reply& reply, bool bOneLine = false);
 
 }  // namespace cfgctl

@@ -1,5 +1,5 @@
-#ifndef CFGCTL_TEXT_H
-#define CFGCTL_TEXT_H
+#ifndef CFGCTL_DISPLAY_H
+#define CFGCTL_DISPLAY_H
 
 #include <array>
 #include <cstddef>
@@ -19,8 +19,12 @@ namespace cfgctl {
 /// Needs no locale. @param text  as shown() returns it
 [[nodiscard]] std::size_t displayWidth(std::string_view text);
 
-/// `text`, or, when it is wider than `nColumns`, as much of it as fits with "…" behind it.
+/// `text`, or, when it is wider than `nColumns`, as much of it as fits with "…" after it.
 [[nodiscard]] std::string fitText(std::string_view text, std::size_t nColumns);
+
+/// `text` as lines of at most `nColumns`, broken at blanks where that is possible. A further line
+/// begins with `nIndent` blanks, which count for each. @param nColumns  0: any width
+[[nodiscard]] std::string wrapped(std::string_view text, std::size_t nIndent, std::size_t nColumns);
 
 /// Blanks between two columns of a table.
 inline constexpr std::size_t kColumnGap = 2;

@@ -5,7 +5,7 @@
 
 #include "logmsg.h"
 
-namespace PbUtility {
+namespace pbcommon {
 
 eErrorT logException(const char* component, const char* what, eErrorT otherwise) noexcept {
     try {
@@ -21,4 +21,4 @@ eErrorT logException(const char* component, const char* what, eErrorT otherwise)
     return otherwise;
 }
 
-}  // namespace PbUtility
+}  // namespace pbcommon

@@ -1,9 +1,9 @@
-#ifndef PBUTILITY_DISPATCHER_EXCEPTIONS_H
-#define PBUTILITY_DISPATCHER_EXCEPTIONS_H
+#ifndef PBCOMMON_EXCEPTIONS_H
+#define PBCOMMON_EXCEPTIONS_H
 
 #include "ErrTypes.h"
 
-namespace PbUtility {
+namespace pbcommon {
 
 /// Logs the exception that is being handled, as critical: no exception leaves the platform layer,
 /// neither into the service nor out of a thread. To be called in a `catch (...)`.
@@ -14,6 +14,6 @@ namespace PbUtility {
 [[nodiscard]] eErrorT logException(const char* component, const char* what,
                                    eErrorT otherwise) noexcept;
 
-}  // namespace PbUtility
+}  // namespace pbcommon
 
 #endif

@@ -1,4 +1,4 @@
-#include "text.h"
+#include "display.h"
 
 #include <wchar.h>
 
@@ -128,6 +128,26 @@ std::string fitText(std::string_view text, std::size_t nColumns) {
         nKept += character.nBytes;
         nUsed += character.nColumns;
     }
+}
+
+std::string wrapped(std::string_view text, std::size_t nIndent, std::size_t nColumns) {
+    std::string lines;
+    std::size_t nUsed = nIndent;
+    while (!text.empty()) {
+        const std::string_view word = text.substr(0, text.find(' '));
+        text.remove_prefix(std::min(word.size() + 1, text.size()));
+        const std::size_t nWidth = displayWidth(word);
+        if (!lines.empty() && nColumns > 0 && nUsed + 1 + nWidth > nColumns) {
+            lines += "\n" + std::string(nIndent, ' ');
+            nUsed = nIndent;
+        } else if (!lines.empty()) {
+            lines += ' ';
+            ++nUsed;
+        }
+        lines += word;
+        nUsed += nWidth;
+    }
+    return lines;
 }
 
 ColumnWidthsT fitColumns(ColumnWidthsT widths, std::size_t nColumns) {

@@ -1,16 +1,10 @@
-#include "output.h"
+#include "render.h"
 
 #include <google/protobuf/util/json_util.h>
-#include <sys/ioctl.h>
-#include <unistd.h>
 
 #include <algorithm>
 #include <array>
-#include <cerrno>
 #include <chrono>
-#include <cstdio>
-#include <cstdlib>
-#include <cstring>
 #include <ctime>
 #include <numeric>
 #include <span>
@@ -18,9 +12,8 @@
 #include <utility>
 #include <vector>
 
-#include "failure.h"
+#include "display.h"
 #include "names.h"
-#include "text.h"
 
 namespace cfgctl {
 
@@ -28,9 +21,7 @@ namespace {
 
 using RowT = std::array<std::string, std::tuple_size_v<ColumnWidthsT>>;
 
-constexpr std::size_t kUsualColumns = 80;  // of a terminal that does not tell
 constexpr const char* kNoText = "(none)";
-constexpr std::size_t kLabelColumns = std::size("not offered") - 1 + kColumnGap;
 
 /// Pairs of roles that have a name of their own.
 struct AccessNameT {
@@ -87,7 +78,24 @@ bool fits(std::size_t nColumns, const StreamT& stream) {
 
 /// What made it so.
 std::string causeText(const pbcommon::Effect& effect) {
-    return shown(effect.cause() + (effect.trigger().empty() ? "" : " ") + effect.trigger());
+    return shown(pbcommon::causeName(effect.cause()) + (effect.trigger().empty() ? "" : " ") +
+                 effect.trigger());
+}
+
+using SheetRowT = std::pair<std::string, std::string>;  ///< label and content
+
+std::string sheetLines(const std::vector<SheetRowT>& rows, const StreamT& stream) {
+    std::size_t nLabelColumns = 0;
+    for (const SheetRowT& row : rows) {
+        nLabelColumns = std::max(nLabelColumns, displayWidth(row.first) + kColumnGap);
+    }
+    std::string text;
+    for (const auto& [label, content] : rows) {
+        text += painted(label, Colour::kBold, stream) +
+                std::string(nLabelColumns - displayWidth(label), ' ') +
+                wrapped(content, nLabelColumns, stream.nColumns) + "\n";
+    }
+    return text;
 }
 
 std::string kindText(const pbcommon::Variable& variable) {
@@ -95,7 +103,10 @@ std::string kindText(const pbcommon::Variable& variable) {
         case pbcommon::BOOLEAN:
             return "boolean";
         case pbcommon::INTEGER:
-            return "integer " + offersText(variable);
+            return "integer " + offersText(variable) +
+                   (variable.description().unit().empty()
+                        ? ""
+                        : " " + shown(variable.description().unit()));
         case pbcommon::ENUMERATION:
             return "enumeration";
         default:
@@ -104,41 +115,6 @@ std::string kindText(const pbcommon::Variable& variable) {
 }
 
 }  // namespace
-
-StreamT streamOf(int fd) {
-    StreamT stream;
-    stream.bTerminal = isatty(fd) == 1;
-    if (stream.bTerminal) {
-        winsize size{};
-        const bool bTold = ioctl(fd, TIOCGWINSZ, &size) == 0 && size.ws_col > 0;
-        stream.nColumns = bTold ? size.ws_col : kUsualColumns;
-        const char* const noColour = std::getenv("NO_COLOR");
-        const char* const terminal = std::getenv("TERM");
-        stream.bColour = (noColour == nullptr || *noColour == '\0') && terminal != nullptr &&
-                         std::strcmp(terminal, "dumb") != 0;
-    }
-    return stream;
-}
-
-std::string painted(const std::string& text, Colour colour, const StreamT& stream) {
-    constexpr std::array<const char*, 4> kSequences = {"\x1b[1m", "\x1b[31m", "\x1b[32m",
-                                                       "\x1b[2m"};
-    return stream.bColour ? kSequences[static_cast<std::size_t>(colour)] + text + "\x1b[0m" : text;
-}
-
-void print(std::string_view text) { (void)std::fwrite(text.data(), 1, text.size(), stdout); }
-
-void printError(std::string_view text) { (void)std::fwrite(text.data(), 1, text.size(), stderr); }
-
-void complain(std::string_view text) { printError("cfgctl: " + shown(text) + "\n"); }
-
-void finishOutput() {
-    const bool bFailedBefore = std::ferror(stdout) != 0;
-    if (std::fflush(stdout) != 0 || bFailedBefore) {
-        throw Failure(kOutputLost,
-                      std::string("cannot write to standard output: ") + std::strerror(errno));
-    }
-}
 
 std::string joined(const TextsT& texts) {
     std::string all;
@@ -188,9 +164,9 @@ std::string offersText(const pbcommon::Variable& variable) {
     }
 }
 
-std::string listing(const pbcommon::Reply& reply, const StreamT& stream) {
+std::string listing(const VariablesT& variables, const StreamT& stream) {
     std::vector<RowT> rows = {{"VARIABLE", "VALUE", "OFFERS", "ACCESS"}};
-    for (const pbcommon::Variable& variable : reply.variable()) {
+    for (const pbcommon::Variable& variable : variables) {
         rows.push_back({shown(variable.name()), shown(variable.value()),
                         shown(offersText(variable)), accessText(variable)});
     }
@@ -230,7 +206,7 @@ std::string contentText(pbcommon::Aspect aspect, const TextsT& texts) {
 std::string effectLines(const EffectsT& effects, const StreamT& stream) {
     std::vector<RowT> rows;
     for (const pbcommon::Effect& effect : effects) {
-        if (effect.aspect() != pbcommon::VALUE || effect.cause() != "request") {
+        if (effect.aspect() != pbcommon::VALUE || effect.cause() != pbcommon::REQUEST) {
             rows.push_back({shown(effect.variable()), aspectText(effect.aspect()),
                             contentText(effect.aspect(), effect.before()) + " → " +
                                 contentText(effect.aspect(), effect.after()),
@@ -287,21 +263,25 @@ std::string changeText(const pbcommon::Change& change, const StreamT& stream) {
     return text + effectLines(change.effect(), stream);
 }
 
-std::string newsText(const pbcommon::Reply& reply, const StreamT& stream) {
+std::string newsText(const pbcommon::WatchReply& begun, const StreamT& stream) {
     std::string text;
-    if (reply.has_oldest()) {
-        text += "-- changes before revision " + std::to_string(reply.oldest()) +
+    if (begun.has_oldest()) {
+        text += "-- changes before revision " + std::to_string(begun.oldest()) +
                 " are no longer in history\n";
     }
-    for (const pbcommon::Change& change : reply.history()) {
+    for (const pbcommon::Change& change : begun.change()) {
         text += changeText(change, stream);
     }
-    if (reply.missed() > 0) {
-        text += "-- " + std::to_string(reply.missed()) +
-                (reply.missed() == 1 ? " change was" : " changes were") +
-                " missed: this reader was too slow\n";
+    return text;
+}
+
+std::string newsText(const pbcommon::Event& event, const StreamT& stream) {
+    if (event.has_change()) {
+        return changeText(event.change(), stream);
     }
-    return text + (reply.has_change() ? changeText(reply.change(), stream) : "");
+    return "-- " + std::to_string(event.missed()) +
+           (event.missed() == 1 ? " change was" : " changes were") +
+           " missed: this reader was too slow\n";
 }
 
 std::string sheet(const pbcommon::Variable& variable, const StreamT& stream) {
@@ -310,25 +290,25 @@ std::string sheet(const pbcommon::Variable& variable, const StreamT& stream) {
         const bool bMasked = variable.kind() == pbcommon::SECRET && !value.empty();
         return shownValue(bMasked ? pbcommon::kMaskedSecret : value);
     };
-    std::vector<std::pair<std::string, std::string>> rows = {
-        {"name", shown(variable.name())},
-        {"kind", kindText(variable)},
-        {"default", valueText(description.default_value())},
-        {"value", valueText(variable.value())}};
+    std::vector<SheetRowT> rows = {{"name", shown(variable.name())}};
+    if (!description.summary().empty()) {
+        rows.emplace_back("summary", shown(description.summary()));
+    }
+    rows.emplace_back("kind", kindText(variable));
+    rows.emplace_back("default", valueText(description.default_value()));
+    rows.emplace_back("value", valueText(variable.value()));
     if (variable.kind() == pbcommon::BOOLEAN || variable.kind() == pbcommon::ENUMERATION) {
         rows.emplace_back("offered", shownList(offeredValues(variable)));
         rows.emplace_back("not offered", shownList(withheldOptions(variable)));
+    }
+    for (const pbcommon::OptionSummary& option : description.option_summary()) {
+        rows.emplace_back("  " + shown(option.option()), shown(option.summary()));
     }
     const std::string& sProvider = description.provider();
     rows.emplace_back("access", accessText(variable));
     rows.emplace_back("provider", sProvider.empty() ? kNoText : shown(sProvider));
     rows.emplace_back("consumers", shownList(description.consumer()));
-    std::string text;
-    for (const auto& [label, content] : rows) {
-        text += painted(label, Colour::kBold, stream) +
-                std::string(kLabelColumns - label.size(), ' ') + content + "\n";
-    }
-    return text;
+    return sheetLines(rows, stream);
 }
 
 std::string jsonText(const pbcommon::Reply& reply, bool bOneLine) {

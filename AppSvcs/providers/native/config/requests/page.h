@@ -1,0 +1,44 @@
+#ifndef CONFIG_REQUESTS_PAGE_H
+#define CONFIG_REQUESTS_PAGE_H
+
+#include <cstddef>
+#include <cstdint>
+#include <string>
+
+#include "clientlimits.h"
+#include "messages.pb.h"
+#include "model/record.h"
+#include "requests/audience.h"
+
+namespace AppConfig {
+
+/// A page ends after this; what was added last still fits into the frame.
+inline constexpr std::size_t kPageBytes = pbcommon::kMaxMessageBytes / 4;
+
+/// Collects a page of history, in the order in which it is visited.
+class Page {
+public:
+    /// @param audience  borrowed, as the pattern and `changes`, which are filled
+    /// @param nLimit    most changes; 0: as many as there is room for
+    Page(const Audience& audience, const std::string& sPattern, std::uint32_t nLimit,
+         google::protobuf::RepeatedPtrField<pbcommon::Change>& changes)
+        : m_audience(audience), m_sPattern(sPattern), m_nLimit(nLimit), m_changes(changes) {}
+
+    /// @return whether there is room for more
+    [[nodiscard]] bool add(const Record& record);
+    /// Of the change that was added last; 0: none.
+    [[nodiscard]] std::uint64_t revision() const { return m_nRevision; }
+
+private:
+    const Audience& m_audience;
+    const std::string& m_sPattern;
+    const std::uint32_t m_nLimit;
+    google::protobuf::RepeatedPtrField<pbcommon::Change>& m_changes;
+    std::uint64_t m_nRevision = 0;
+    std::size_t m_nBytes = 0;
+    int m_nScanned = 0;
+};
+
+}  // namespace AppConfig
+
+#endif

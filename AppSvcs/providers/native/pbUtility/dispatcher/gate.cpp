@@ -1,0 +1,77 @@
+#include "gate.h"
+
+#include <unistd.h>
+
+#include <algorithm>
+
+#include "debugname.h"
+#include "logmsg.h"
+#include "names.h"
+#include "tags.h"
+
+namespace PbUtility {
+
+namespace {
+
+constexpr std::uint32_t kProtocolVersion = 1;
+constexpr std::size_t kMaxClientNameBytes = 32;
+
+}  // namespace
+
+Answer Gate::answer(const Peer& peer, const pbcommon::Request& request, pbcommon::Reply& reply,
+                    bool& bShutdown) {
+    if (!admits(peer, request)) {
+        refuse(reply, pbcommon::ERR_ROLE_NOT_ALLOWED);
+        return {};
+    }
+    switch (request.body_case()) {
+        case pbcommon::Request::kPing:
+            fillService(*reply.mutable_ping());
+            return {};
+        case pbcommon::Request::kShutdown:
+            loginfo("pbUtility", "shutdown by %s\n", describe(m_requester).c_str());
+            bShutdown = true;
+            return {};
+        case pbcommon::Request::BODY_NOT_SET:
+            refuse(reply, pbcommon::ERR_UNKNOWN_REQUEST);
+            return {};
+        default:
+            break;
+    }
+    if (m_handler == nullptr) {
+        refuse(reply, pbcommon::ERR_NO_STORE);
+        return {};
+    }
+    return m_handler->handle(m_requester, request, reply);
+}
+
+/// Completes m_requester. A refusal has been logged.
+bool Gate::admits(const Peer& peer, const pbcommon::Request& request) {
+    m_requester = {.role = std::min(peer.highestRole, AppConfig::kAdmin),
+                   .uid = peer.uid,
+                   .pid = peer.pid,
+                   .sClient = pbcommon::cleaned(request.client(), kMaxClientNameBytes)};
+    if (request.has_role()) {
+        const AppConfig::SecurityRole role = pbcommon::roleOf(request.role());
+        if (!pbcommon::Role_IsValid(request.role()) || role > peer.highestRole) {
+            logwarn("pbUtility", "refused role %s to %s\n", pbcommon::roleName(role).c_str(),
+                    describe(m_requester).c_str());
+            return false;
+        }
+        m_requester.role = role;
+    }
+    if (request.has_shutdown() && m_requester.role < AppConfig::kSystem) {
+        logwarn("pbUtility", "refused shutdown to %s\n", describe(m_requester).c_str());
+        return false;
+    }
+    return true;
+}
+
+void Gate::fillService(pbcommon::Service& service) const {
+    service.set_name(msgDebugName().empty() ? m_sEndpointName : msgDebugName());
+    service.set_version(APPCONFIG_VERSION);
+    service.set_pid(getpid());
+    service.set_protocol(kProtocolVersion);
+}
+
+}  // namespace PbUtility

@@ -1,0 +1,41 @@
+#ifndef PBUTILITY_DISPATCHER_GATE_H
+#define PBUTILITY_DISPATCHER_GATE_H
+
+#include <string>
+
+#include "messages.pb.h"
+#include "peer.h"
+#include "requesthandler.h"
+
+namespace PbUtility {
+
+/// Where every request comes in: grants the role, answers ping itself, hands the rest over to the
+/// request handler. Dispatcher's thread.
+class Gate {
+public:
+    explicit Gate(std::string sEndpointName) : m_sEndpointName(std::move(sEndpointName)) {}
+
+    /// @param handler  borrowed
+    void setHandler(RequestHandler& handler) { m_handler = &handler; }
+    [[nodiscard]] RequestHandler* handler() const { return m_handler; }
+
+    [[nodiscard]] bool isChange(const pbcommon::Request& request) const {
+        return m_handler != nullptr && m_handler->isChange(request);
+    }
+    /// @param reply      as RequestHandler::handle() takes it
+    /// @param bShutdown  set when the service is to end
+    [[nodiscard]] Answer answer(const Peer& peer, const pbcommon::Request& request,
+                                pbcommon::Reply& reply, bool& bShutdown);
+
+private:
+    [[nodiscard]] bool admits(const Peer& peer, const pbcommon::Request& request);
+    void fillService(pbcommon::Service& service) const;
+
+    const std::string m_sEndpointName;
+    RequestHandler* m_handler = nullptr;
+    pbcommon::Requester m_requester;  ///< its memory is used again
+};
+
+}  // namespace PbUtility
+
+#endif

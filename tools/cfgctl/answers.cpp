@@ -1,0 +1,79 @@
+#include "answers.h"
+
+#include <vector>
+
+#include "display.h"
+#include "render.h"
+#include "terminal.h"
+
+namespace cfgctl {
+
+namespace {
+
+/// What the role may see. Empty when the service does not say: the refusal before stays the
+/// outcome.
+std::vector<std::string> knownNames(Session& session) {
+    std::vector<std::string> names;
+    try {
+        const pbcommon::Reply known = listAll(session.asking(), "*");
+        for (const pbcommon::Variable& variable : known.list().variable()) {
+            names.push_back(variable.name());
+        }
+    } catch (const Failure&) {
+        names.clear();
+    }
+    return names;
+}
+
+/// Names the variable that may be meant.
+void complainUnknown(Session& session, const std::string& sName) {
+    const std::string sNearest = nearestName(sName, knownNames(session));
+    complain("unknown variable " + sName + " (or not visible to this role); " +
+             (sNearest.empty() ? "see 'cfgctl list'" : "did you mean " + sNearest + "?"));
+}
+
+}  // namespace
+
+bool isAccepted(const pbcommon::Reply& reply) { return reply.code() == pbcommon::kNoError; }
+
+void complainRefused(const std::string& what, const pbcommon::Reply& reply) {
+    complain(what + " refused: " + outcomeText(reply, " "));
+}
+
+ExitStatus answer(const Session& session, const pbcommon::Reply& reply, const std::string& text) {
+    if (session.options().bJson) {
+        print(jsonText(reply));
+    } else if (isAccepted(reply)) {
+        print(text);
+    }
+    return isAccepted(reply) ? kAccepted : kRefused;
+}
+
+ExitStatus answerPlain(const Session& session, const std::string& what,
+                       const pbcommon::Reply& reply, const std::string& text) {
+    if (!isAccepted(reply)) {
+        complainRefused(what, reply);
+    }
+    return answer(session, reply, text);
+}
+
+void complainRefusedName(Session& session, const std::string& what, const std::string& sName,
+                         const pbcommon::Reply& reply) {
+    if (reply.code() == pbcommon::kItemNotFound) {
+        complainUnknown(session, sName);
+    } else {
+        complainRefused(what + " " + sName, reply);
+    }
+}
+
+pbcommon::Reply askDescribe(Session& session, const std::string& what, const std::string& sName) {
+    pbcommon::Request request;
+    request.mutable_describe()->mutable_address()->set_name(sName);
+    pbcommon::Reply reply = session.ask(request);
+    if (!isAccepted(reply)) {
+        complainRefusedName(session, what, sName, reply);
+    }
+    return reply;
+}
+
+}  // namespace cfgctl

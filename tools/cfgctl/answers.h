@@ -1,0 +1,34 @@
+#ifndef CFGCTL_ANSWERS_H
+#define CFGCTL_ANSWERS_H
+
+#include <string>
+
+#include "failure.h"
+#include "messages.pb.h"
+#include "session.h"
+
+namespace cfgctl {
+
+// What commands do with the service's replies.
+
+[[nodiscard]] bool isAccepted(const pbcommon::Reply& reply);
+
+/// Says on standard error that `what` was refused.
+void complainRefused(const std::string& what, const pbcommon::Reply& reply);
+/// The same for a variable; an unknown one with the name that is nearest.
+void complainRefusedName(Session& session, const std::string& what, const std::string& sName,
+                         const pbcommon::Reply& reply);
+
+/// Prints a reply, or without --json the text. @param text  what acceptance prints
+ExitStatus answer(const Session& session, const pbcommon::Reply& reply, const std::string& text);
+/// Says a refusal on standard error, then answers.
+ExitStatus answerPlain(const Session& session, const std::string& what,
+                       const pbcommon::Reply& reply, const std::string& text);
+
+/// A reply's description of a variable, which is asked for; a refusal has been said.
+[[nodiscard]] pbcommon::Reply askDescribe(Session& session, const std::string& what,
+                                          const std::string& sName);
+
+}  // namespace cfgctl
+
+#endif

@@ -1,0 +1,60 @@
+#ifndef CFGCTL_COMMAND_H
+#define CFGCTL_COMMAND_H
+
+#include <cstdint>
+#include <optional>
+#include <span>
+
+#include "failure.h"
+#include "operands.h"
+#include "session.h"
+
+namespace cfgctl {
+
+enum class OperandKind { kNone, kName, kAssignment, kPattern, kShell, kWord };
+enum class OperandCount { kNone, kOne, kAtMostOne, kAny };  ///< kAny: at least one
+
+/// An option that not every command takes: a switch, or one with a number.
+struct OptionT {
+    const char* name;
+    bool OptionsT::*flag = nullptr;                            ///< null: it has a number
+    std::optional<std::uint64_t> OptionsT::*number = nullptr;  ///< null: it is a switch
+    const char* numberName = nullptr;                          ///< as help shows it
+    std::uint64_t nLeast = 0;
+    std::uint64_t nMost = 0;
+    const char* help;
+};
+
+/// One command. Its function prints what there is to say, refusals too.
+struct CommandT {
+    const char* name;
+    OperandKind kind = OperandKind::kNone;
+    OperandCount count = OperandCount::kNone;
+    const char* operandHelp = nullptr;
+    const char* summary = nullptr;  ///< null: for programs; not in help and completion
+    const char* help;               ///< below the options: details and an example
+    ExitStatus (*run)(Session& session, const OperandsT& operands);
+    const OptionT* option = nullptr;  ///< null: none of its own
+
+    [[nodiscard]] bool isHidden() const { return summary == nullptr; }
+};
+using CommandsT = std::span<const CommandT>;
+
+/// All commands, in the order that help shows.
+[[nodiscard]] CommandsT commands();
+
+// what the commands run; reading.cpp, changing.cpp
+ExitStatus runGet(Session& session, const OperandsT& operands);
+ExitStatus runList(Session& session, const OperandsT& operands);
+ExitStatus runOptions(Session& session, const OperandsT& operands);
+ExitStatus runDescribe(Session& session, const OperandsT& operands);
+ExitStatus runWatch(Session& session, const OperandsT& operands);
+ExitStatus runHistory(Session& session, const OperandsT& operands);
+ExitStatus runWhy(Session& session, const OperandsT& operands);
+ExitStatus runPing(Session& session, const OperandsT& operands);
+ExitStatus runSet(Session& session, const OperandsT& operands);
+ExitStatus runShutdown(Session& session, const OperandsT& operands);
+
+}  // namespace cfgctl
+
+#endif
