@@ -62,6 +62,13 @@ std::size_t checkRow(const pbcommon::VariableRow& row) {
                 "an option is a value");
         require(pbcommon::isCleanText(sOption), "an option goes into a message");
     }
+    require(pbcommon::isCleanText(row.summary()) && pbcommon::isCleanText(row.unit()),
+            "what explains a row goes into a message");
+    for (const pbcommon::OptionSummary& option : row.option_summary()) {
+        require(AppConfig::isDefaultOption(row, option.option()) &&
+                    pbcommon::isCleanText(option.summary()),
+                "an option that is explained is one of the row's");
+    }
     return std::size_t{row.node_instances()} * row.instances();
 }
 

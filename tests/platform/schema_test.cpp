@@ -19,12 +19,14 @@ constexpr const char* kGoodRow =
 TEST(Schema, IsRefusedWholeWithPlaceAndReason) {
 #define ROW(fields) "variable { node: 'a' name: 'x' " fields " }\n"
     // clang-format off
-    const std::pair<const char*, const char*> cases[] = {
+    const std::string sLongSummary = ROW("kind: BOOLEAN summary: '" + std::string(501, 's') + "'");
+    const std::pair<std::string, const char*> cases[] = {
         {"\n\nvariable { colour: 1 }",                                     "f:3: "},
         {ROW("kind: TEXT max_length: 1") ROW("kind: TEXT"),                "f:2: a.x: listed twice"},
         {"variable: [{ node: 'a' name: 'x' kind: BOOLEAN default_value: 'true' },\n{ node: 'a' name: 'flag' }]", "f:2: a.flag: listed twice"},
         {"\npreset { node: 'a' name: 'flag' default_value: '2' }",         "f:2: a.flag: its preset"},
         {ROW(""),                                                          "no kind"},
+        {ROW("kind: 17"),                                                  "no kind"},
         {ROW("instances: 0 kind: BOOLEAN"),                                "instances go from 1"},
         {ROW("kind: TEXT max_length: 1 default_value: 'pq'"),              "its default"},
         {ROW("kind: INTEGER minimum: 2 maximum: 1"),                       "the lower one first"},
@@ -33,6 +35,13 @@ TEST(Schema, IsRefusedWholeWithPlaceAndReason) {
         {ROW("kind: ENUMERATION option: '\\377' default_value: '\\377'"),  "a line of text"},
         {ROW("kind: SECRET"),                                              "max_length belongs"},
         {ROW("kind: TEXT max_length: 65537"),                              "max_length goes up to 65536"},
+        {ROW("kind: TEXT max_length: 1 summary: 'two\\nlines'"),           "a summary is a line of up to 500 bytes"},
+        {sLongSummary,                                                     "a summary is a line of up to 500 bytes"},
+        {ROW("kind: TEXT max_length: 1 unit: 'seconds'"),                  "a unit belongs to an integer"},
+        {ROW("kind: INTEGER unit: 'thousands of milliseconds each '"),     "a line of up to 30 bytes"},
+        {ROW("kind: ENUMERATION option: 'p' option_summary { option: 'P' summary: 's' }"), "names no option"},
+        {ROW("kind: ENUMERATION option: 'p' option_summary: [{ option: 'p' summary: 's' }, { option: 'p' summary: 't' }]"), "two summaries"},
+        {ROW("kind: ENUMERATION option: 'p' option_summary { option: 'p' }"), "an option's summary is a line"},
     };
     // clang-format on
     const std::string sBefore = "variable { node: 'b' name: 'y' kind: TEXT max_length: 1 } ";
@@ -44,6 +53,15 @@ TEST(Schema, IsRefusedWholeWithPlaceAndReason) {
         EXPECT_THAT(sError, testing::HasSubstr(error));
         EXPECT_EQ(schema.rows().size(), 1U);
         EXPECT_EQ(schema.add(sBefore, "again", sError), kNoError) << "a row of it stayed";
+    }
+}
+
+TEST(Schema, OfTheRoomSystemSaysInASentenceWhatEachSettingIs) {
+    Schema schema;
+    std::string sError;
+    ASSERT_EQ(schema.add(roomSystemSchema, "roomsystem.textproto", sError), kNoError) << sError;
+    for (const pbcommon::VariableRow& row : schema.rows()) {
+        EXPECT_THAT(row.summary(), testing::EndsWith(".")) << row.node() << '.' << row.name();
     }
 }
 

@@ -12,6 +12,7 @@
 #include <filesystem>
 #include <fstream>
 #include <memory>
+#include <optional>
 #include <set>
 #include <utility>
 #include <vector>
@@ -34,6 +35,8 @@ using pbcommon::VariableRow;
 constexpr std::uint32_t kMaxInstances = 1000;
 /// Of a row; a variable's message has its texts up to four times, beside a value.
 constexpr std::size_t kMaxRowBytes = std::size_t{32} << 10;
+constexpr std::size_t kMaxSummaryBytes = 500;
+constexpr std::size_t kMaxUnitBytes = 30;
 constexpr std::size_t kMaxFileBytes = std::size_t{16} << 20;
 constexpr std::size_t kMaxLoggedBytes = 1000;
 
@@ -61,7 +64,7 @@ std::string report(const std::string& sFile, int nLine, const std::string& sReas
     return sFile + (nLine < 0 ? "" : ":" + std::to_string(nLine + 1)) + ": " + sReason;
 }
 
-/// Line of a field's i-th message: where its node stands, for the messages of a list, "variable:
+/// Line of a field's i-th message: that of its node, since the messages of a list, "variable:
 /// [{...}, {...}]", have no place of their own.
 int lineOf(const TextFormat::ParseInfoTree& places, const google::protobuf::FieldDescriptor* field,
            int i) {
@@ -70,7 +73,7 @@ int lineOf(const TextFormat::ParseInfoTree& places, const google::protobuf::Fiel
     return nLine < 0 ? places.GetLocation(field, i).line : nLine;
 }
 
-/// A name as the address syntax takes it, in lower case, as variables are identified.
+/// Names that the address syntax takes, in lower case, by which variables are identified.
 bool areNames(const std::string& sNode, const std::string& sVariable) {
     const std::string sAddress = sNode + "." + sVariable;
     const auto address = pbcommon::parseAddress(sAddress);
@@ -84,35 +87,95 @@ bool isLine(const std::string& sText) {
     return !sText.empty() && sText.find('\n') == std::string::npos && pbcommon::isCleanText(sText);
 }
 
-/// A fault of the bounds that a row's kind takes, and no other kind; empty without one.
-std::string faultOfBounds(const VariableRow& row) {
-    const bool bText = row.kind() == pbcommon::TEXT || row.kind() == pbcommon::SECRET;
+bool isSummary(const std::string& sText) {
+    return isLine(sText) && sText.size() <= kMaxSummaryBytes;
+}
+
+/// Bounds that a row of a kind has; it has no others.
+struct BoundsT {
+    bool bRange = false;
+    bool bOptions = false;
+    bool bLength = false;
+};
+
+/// @return nothing for what is not a kind
+std::optional<BoundsT> boundsOf(pbcommon::Kind kind) {
+    switch (kind) {
+        case pbcommon::BOOLEAN:
+            return BoundsT{};
+        case pbcommon::INTEGER:
+            return BoundsT{.bRange = true};
+        case pbcommon::ENUMERATION:
+            return BoundsT{.bOptions = true};
+        case pbcommon::TEXT:
+        case pbcommon::SECRET:
+            return BoundsT{.bLength = true};
+        case pbcommon::KIND_UNSPECIFIED:
+        case pbcommon::Kind_INT_MIN_SENTINEL_DO_NOT_USE_:
+        case pbcommon::Kind_INT_MAX_SENTINEL_DO_NOT_USE_:
+            break;
+    }
+    return std::nullopt;
+}
+
+/// A fault of the options; empty without one.
+std::string faultOfOptions(const VariableRow& row) {
     std::set<std::string> distinct;  // letter case aside, as values are proposed
     for (std::string sOption : row.option()) {
         std::transform(sOption.begin(), sOption.end(), sOption.begin(), pbcommon::lower);
         distinct.insert(std::move(sOption));
     }
-    if (row.kind() == pbcommon::KIND_UNSPECIFIED) {
-        return "no kind";
-    }
-    if ((row.kind() == pbcommon::ENUMERATION) != (row.option_size() > 0)) {
-        return "options belong to an enumeration, and an enumeration needs them";
-    }
     if (static_cast<int>(distinct.size()) != row.option_size()) {
         return "an option is listed twice, letter case aside";
     }
-    if (!std::all_of(row.option().begin(), row.option().end(), isLine)) {
-        return "an option is a line of text";
+    return std::all_of(row.option().begin(), row.option().end(), isLine)
+               ? ""
+               : "an option is a line of text";
+}
+
+/// A fault of the kind, or of the bounds that come with it; empty without one.
+std::string faultOfKind(const VariableRow& row) {
+    const std::optional<BoundsT> bounds = boundsOf(row.kind());
+    if (!bounds) {
+        return "no kind";
     }
-    if (bText != (row.max_length() > 0)) {
+    if (bounds->bOptions != (row.option_size() > 0)) {
+        return "options belong to an enumeration, and an enumeration needs them";
+    }
+    if (bounds->bLength != (row.max_length() > 0)) {
         return "max_length belongs to a text or secret, which needs it";
     }
     if (row.max_length() > pbcommon::kMaxValueBytes) {
         return "max_length goes up to " + std::to_string(pbcommon::kMaxValueBytes);
     }
-    if (row.kind() == pbcommon::INTEGER ? row.minimum() > row.maximum()
-                                        : row.minimum() != 0 || row.maximum() != 0) {
+    if (bounds->bRange ? row.minimum() > row.maximum() : row.minimum() != 0 || row.maximum() != 0) {
         return "minimum and maximum belong to an integer, the lower one first";
+    }
+    return faultOfOptions(row);
+}
+
+/// A fault of the texts that explain a row, which may be missing; empty without one.
+std::string faultOfTexts(const VariableRow& row) {
+    const std::string sForm = " is a line of up to " + std::to_string(kMaxSummaryBytes) + " bytes";
+    if (!row.summary().empty() && !isSummary(row.summary())) {
+        return "a summary" + sForm;
+    }
+    if (!row.unit().empty() && (row.kind() != pbcommon::INTEGER || !isLine(row.unit()) ||
+                                row.unit().size() > kMaxUnitBytes)) {
+        return "a unit belongs to an integer: a line of up to " + std::to_string(kMaxUnitBytes) +
+               " bytes";
+    }
+    std::set<std::string_view> explained;
+    for (const pbcommon::OptionSummary& option : row.option_summary()) {
+        if (!isDefaultOption(row, option.option())) {
+            return "an option_summary names no option of the variable";
+        }
+        if (!explained.insert(option.option()).second) {
+            return "an option has two summaries";
+        }
+        if (!isSummary(option.summary())) {
+            return "an option's summary" + sForm;
+        }
     }
     return "";
 }
@@ -133,11 +196,13 @@ std::string faultOf(VariableRow& row) {
         return "instances go from 1 to " + std::to_string(kMaxInstances);
     }
     if (!pbcommon::Role_IsValid(row.read()) || !pbcommon::Role_IsValid(row.write())) {
-        return "an access level is no role";
+        return "an access level is not a role";
     }
-    std::string sBounds = faultOfBounds(row);
-    if (!sBounds.empty()) {
-        return sBounds;
+    for (const auto faultOfPart : {faultOfKind, faultOfTexts}) {
+        std::string sFault = faultOfPart(row);
+        if (!sFault.empty()) {
+            return sFault;
+        }
     }
     return canonicalise(row, row.default_value(), *row.mutable_default_value()) == nullptr
                ? ""

@@ -31,14 +31,14 @@ constexpr SwitchWordParamT switchWordTable[] = {
 };
 // clang-format on
 
-bool canonicaliseSwitch(std::string_view text, std::string& sValue) {
+const char* canonicaliseSwitch(std::string_view text, std::string& sValue) {
     for (const SwitchWordParamT& row : switchWordTable) {
         if (pbcommon::equalIgnoringCase(row.word, text)) {
             sValue = row.value;
-            return true;
+            return nullptr;
         }
     }
-    return false;
+    return ERR_INVALID_VALUE;
 }
 
 std::string_view withoutBlanks(std::string_view text) {
@@ -49,9 +49,9 @@ std::string_view withoutBlanks(std::string_view text) {
                : text.substr(first, text.find_last_not_of(kBlanks) - first + 1);
 }
 
-bool canonicaliseNumber(const VariableRow& row, std::string_view text, std::string& sValue) {
+const char* canonicaliseNumber(const VariableRow& row, std::string_view text, std::string& sValue) {
     if (text.size() > kMaxNumberBytes) {
-        return false;
+        return ERR_INVALID_VALUE;
     }
     text = withoutBlanks(text);
     if (text.starts_with('+') && !text.starts_with("+-")) {
@@ -61,22 +61,33 @@ bool canonicaliseNumber(const VariableRow& row, std::string_view text, std::stri
     const char* const last = text.data() + text.size();
     const auto [end, error] = std::from_chars(text.data(), last, nValue);
     if (error != std::errc() || end != last || nValue < row.minimum() || nValue > row.maximum()) {
-        return false;
+        return ERR_INVALID_VALUE;
     }
     sValue = std::to_string(nValue);
-    return true;
+    return nullptr;
 }
 
-bool canonicaliseOption(const VariableRow& row, std::string_view text, std::string& sValue) {
+const char* canonicaliseOption(const VariableRow& row, std::string_view text, std::string& sValue) {
     const auto& options = row.option();
     const auto found = std::find_if(options.begin(), options.end(), [text](const auto& sOption) {
         return pbcommon::equalIgnoringCase(sOption, text);
     });
     if (found == options.end()) {
-        return false;
+        return ERR_INVALID_VALUE;
     }
     sValue = *found;
-    return true;
+    return nullptr;
+}
+
+const char* canonicaliseText(const VariableRow& row, std::string_view text, std::string& sValue) {
+    if (text.size() > row.max_length()) {
+        return ERR_TOO_LONG;
+    }
+    if (!pbcommon::isCleanText(text)) {
+        return ERR_INVALID_VALUE;
+    }
+    sValue = text;
+    return nullptr;
 }
 
 }  // namespace
@@ -94,27 +105,22 @@ const char* proposalRefusal(const VariableRow& row, std::string_view sText) {
 }
 
 const char* canonicalise(const VariableRow& row, std::string_view sText, std::string& sValue) {
-    bool bOfKind = false;
     switch (row.kind()) {
         case pbcommon::BOOLEAN:
-            bOfKind = canonicaliseSwitch(sText, sValue);
-            break;
+            return canonicaliseSwitch(sText, sValue);
         case pbcommon::INTEGER:
-            bOfKind = canonicaliseNumber(row, sText, sValue);
-            break;
+            return canonicaliseNumber(row, sText, sValue);
         case pbcommon::ENUMERATION:
-            bOfKind = canonicaliseOption(row, sText, sValue);
+            return canonicaliseOption(row, sText, sValue);
+        case pbcommon::TEXT:
+        case pbcommon::SECRET:
+            return canonicaliseText(row, sText, sValue);
+        case pbcommon::KIND_UNSPECIFIED:
+        case pbcommon::Kind_INT_MIN_SENTINEL_DO_NOT_USE_:
+        case pbcommon::Kind_INT_MAX_SENTINEL_DO_NOT_USE_:
             break;
-        default:
-            if (sText.size() > row.max_length()) {
-                return ERR_TOO_LONG;
-            }
-            bOfKind = pbcommon::isCleanText(sText);
-            if (bOfKind) {
-                sValue = sText;
-            }
     }
-    return bOfKind ? nullptr : ERR_INVALID_VALUE;
+    return ERR_INVALID_VALUE;  // no schema has such a row
 }
 
 bool isDefaultOption(const VariableRow& row, std::string_view sText) {

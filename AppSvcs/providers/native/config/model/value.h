@@ -17,9 +17,8 @@ namespace AppConfig {
 /// digits of a number, an option as the schema spells it, any other text as it is. Switches also
 /// take 1/0, yes/no and on/off; letter case counts neither there nor in options; blanks, a sign and
 /// leading noughts may surround a number. Narrowed options do not count here.
-/// @return ERR_INVALID_VALUE or ERR_TOO_LONG, `sValue` unchanged, when `sText` is not a value of
-/// the
-///         variable's kind; else null
+/// @return null; ERR_INVALID_VALUE or ERR_TOO_LONG, `sValue` unchanged, when `sText` is not a value
+///         of the variable's kind
 [[nodiscard]] const char* canonicalise(const pbcommon::VariableRow& row, std::string_view sText,
                                        std::string& sValue);
 
