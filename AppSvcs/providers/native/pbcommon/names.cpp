@@ -5,16 +5,11 @@
 #include <cstddef>
 #include <iterator>
 
-#include "ErrTypes.h"
 #include "SecurityRole.h"
 #include "messages.pb.h"
 
 namespace pbcommon {
 
-static_assert(static_cast<int>(ErrorCode_MAX) == static_cast<int>(::kNoError) &&
-                  static_cast<int>(ErrorCode_MIN) == static_cast<int>(::kMaxError) &&
-                  static_cast<int>(kBadParameter) == static_cast<int>(::kBadParameter),
-              "the codes on the wire are the platform's");
 static_assert(static_cast<int>(kUser) == AppConfig::kUser &&
                   static_cast<int>(kAdmin) == AppConfig::kAdmin &&
                   static_cast<int>(kProvisioning) == AppConfig::kProvisioning &&
