@@ -9,7 +9,7 @@
 #include <utility>
 #include <vector>
 
-#include "AppConfigServiceProvider.h"
+#include "StringMatches.h"
 #include "appcfgmanager.h"
 
 namespace AppConfigProvider {

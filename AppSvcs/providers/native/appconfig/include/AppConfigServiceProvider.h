@@ -2,24 +2,15 @@
 #define APPCONFIG_INCLUDE_APPCONFIGSERVICEPROVIDER_H
 
 #include <memory>
-#include <string>
-#include <utility>
 
 #include "AppConfigProto.h"
 #include "SNMPConfigHandler.h"
+#include "StringMatches.h"  // declared with the provider, for whoever includes it
 #include "UICntrlConfigHandler.h"
 #include "VantorTouchConfigHandler.h"
 #include "appcfgmanager.h"
 
 namespace AppConfigProvider {
-
-/// Predicate for the standard algorithms over option lists: exact match, letter case included.
-struct StringMatches {
-    StringMatches(std::string lhs) : m_lhs(std::move(lhs)) {}
-    bool operator()(std::string rhs) { return rhs == m_lhs; }
-
-    std::string m_lhs;
-};
 
 /// Owner of everything that the service is made of: the message endpoint and the configuration
 /// handlers. `main` drives it: getInstance, initialize, runProvider, once each, in that order, on
