@@ -30,6 +30,19 @@ constexpr PortRangeParamT usedPortTable[] = {
     {1720, 1720}, {3230, 3301}, {5001, 5001}, {5060, 5061}, {7070, 7071},
 };
 
+/// The SNMP versions, in the order in which their switches are read.
+struct VersionParamT {
+    const char* varName;  ///< switch
+    const char* option;   ///< entry in the trap targets' choices
+};
+// clang-format off
+constexpr VersionParamT versionTable[] = {
+    {"versionone",   "v1" },
+    {"versiontwo",   "v2c"},
+    {"versionthree", "v3" },
+};
+// clang-format on
+
 /// What switching one SNMP version does to the trap targets' choices. Rows are tried in order; the
 /// first whose other switch is off, or that names none, applies.
 struct VersionOptionParamT {
@@ -203,13 +216,15 @@ bool SNMPConfigHandler::isLastVersionDisabled(const std::string& sVariable,
     if (!isSNMPEnabled) {
         return false;
     }
-    const bool snmpVersion1 = m_configManager->getConfigVarBool(SNMP_NODE, 0, "versionone", 0);
-    const bool snmpVersion2 = m_configManager->getConfigVarBool(SNMP_NODE, 0, "versiontwo", 0);
-    const bool snmpVersion3 = m_configManager->getConfigVarBool(SNMP_NODE, 0, "versionthree", 0);
-    const bool bLast = (sVariable == "versionone" && !snmpVersion2 && !snmpVersion3) ||
-                       (sVariable == "versiontwo" && !snmpVersion1 && !snmpVersion3) ||
-                       (sVariable == "versionthree" && !snmpVersion1 && !snmpVersion2);
-    return bLast && isFalse(sValue);
+    bool bVersion = false;
+    bool bOtherEnabled = false;
+    for (const VersionParamT& row : versionTable) {
+        const bool bEnabled = m_configManager->getConfigVarBool(SNMP_NODE, 0, row.varName, 0);
+        const bool bAsked = sVariable == row.varName;
+        bVersion = bVersion || bAsked;
+        bOtherEnabled = bOtherEnabled || (bEnabled && !bAsked);
+    }
+    return bVersion && !bOtherEnabled && isFalse(sValue);
 }
 
 bool SNMPConfigHandler::SNMPPortValidate(int snmpPort) {
@@ -274,14 +289,17 @@ void SNMPConfigHandler::onSnmpSet(bool enableSNMP) {
 
 /// Whether SNMP is on does not count here.
 void SNMPConfigHandler::onVersionSet(const std::string& sVariable, bool versionEnabled) {
-    if (sVariable == "versionone") {
-        updateSNMPConfigOptions("v1", versionEnabled, TRAP_TARGET_NODE, "protocolversion");
-    } else if (sVariable == "versiontwo") {
-        updateSNMPConfigOptions("v2c", versionEnabled, TRAP_TARGET_NODE, "protocolversion");
-    } else if (sVariable == "versionthree") {
-        const bool fipsEnabled =
-            m_configManager->getConfigVarBool(CALL_FEATURES_NODE, 0, "fips140enable", 0);
-        updateSNMPConfigOptions("v3", versionEnabled, TRAP_TARGET_NODE, "protocolversion");
+    const bool isVersion3 = sVariable == "versionthree";
+    // read before anything is changed
+    const bool fipsEnabled =
+        isVersion3 && m_configManager->getConfigVarBool(CALL_FEATURES_NODE, 0, "fips140enable", 0);
+    for (const VersionParamT& row : versionTable) {
+        if (sVariable == row.varName) {
+            updateSNMPConfigOptions(row.option, versionEnabled, TRAP_TARGET_NODE,
+                                    "protocolversion");
+        }
+    }
+    if (isVersion3) {
         updateSNMPV3ConfigAccessLevels(versionEnabled);
         setSNMPAlgsAccessLevels(fipsEnabled, versionEnabled);
     }
