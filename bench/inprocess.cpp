@@ -43,7 +43,7 @@ void switchRecentCalls(State& state) {
             const AppConfig::Proposal proposals[] = {
                 {.address = {"uicontrol.apps.recentcalls", 0, "enabled", 0}, .sValue = value}};
             AppConfig::Transaction change = store.begin(requester, AppConfig::Mode::kCommit);
-            if (change.apply(proposals).code != kNoError || change.record().effect_size() < 2 ||
+            if (change.apply(proposals).code != kNoError || change.record().effects.size() < 2 ||
                 change.keep() == 0 || store.commit() != kNoError) {
                 state.SkipWithError("no cascade");
                 return;

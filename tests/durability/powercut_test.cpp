@@ -5,6 +5,7 @@
 
 #include "AppConfigServiceProvider.h"
 #include "casename.h"
+#include "disk/sqlite.h"
 #include "everything.h"
 #include "faultyvfs.h"
 #include "logfile.h"

@@ -287,10 +287,9 @@ TEST_F(Durable, KeepsTheLogSmallWhateverIsReadBetweenChanges) {
     }
     EXPECT_LT(nLongest, 8U << 20);
 
-    PendingChange large;
-    large.record.nRevision = m_service->database().newest() + 1;
-    large.settings = {{"n.text", pbcommon::VALUE, std::string(20 << 20, 'x')}};
-    ASSERT_EQ(m_service->database().commit({&large, 1}), kNoError);
+    const Record change{.nRevision = m_service->database().newest() + 1};
+    const Setting large{"n.text", pbcommon::VALUE, std::string(20 << 20, 'x')};
+    ASSERT_EQ(m_service->database().commit({&change, 1}, {&large, 1}), kNoError);
     EXPECT_GT(std::filesystem::file_size(sLog), 16U << 20);
     set(kUser, {{"count", "1"}});
     EXPECT_LE(std::filesystem::file_size(sLog), 8U << 20);

@@ -1,6 +1,7 @@
 #ifndef CONFIG_MODEL_ASPECTS_H
 #define CONFIG_MODEL_ASPECTS_H
 
+#include <cstdint>
 #include <optional>
 #include <string>
 
@@ -17,7 +18,8 @@ using TextsT = google::protobuf::RepeatedPtrField<std::string>;
 struct Setting {
     std::string sVariable;
     pbcommon::Aspect aspect;
-    std::optional<std::string> content;  ///< nothing: options or access as the schema has them
+    std::optional<std::string> content{};  ///< nothing: options or access as the schema has them
+    std::uint64_t nRevision = 0;           ///< of the change that last set it
 };
 
 /// An aspect as it is now, secrets in clear: for the database only.

@@ -118,8 +118,8 @@ void append(std::string& sJson, const FieldsT& fields) {
 
 }  // namespace
 
-std::string detailsOf(const Record& record) {
-    std::string sJson;
+void writeDetails(const Record& record, std::string& sJson) {
+    sJson.clear();
     for (const RecordedAssignment& assigned : record.assignments) {
         append(sJson, {assigned.sVariable, kAssigned, "", assigned.sValue, "", "",
                        pbcommon::roleName(assigned.reader), ""});
@@ -131,7 +131,6 @@ std::string detailsOf(const Record& record) {
                        effect.sTrigger.empty() ? "" : pbcommon::roleName(effect.triggerReader)});
     }
     sJson += sJson.empty() ? "[]" : "]";
-    return sJson;
 }
 
 void addDetail(Record& record, const DetailT& detail) {

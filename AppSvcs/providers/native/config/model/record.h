@@ -47,9 +47,9 @@ struct RecordedEffect {
 struct Record {
     std::uint64_t nRevision = 0;
     std::int64_t nTimeUs = 0;  ///< since 1970-01-01 00:00 UTC
-    pbcommon::Requester requester;
-    std::vector<RecordedAssignment> assignments;
-    std::vector<RecordedEffect> effects;
+    pbcommon::Requester requester{};
+    std::vector<RecordedAssignment> assignments{};
+    std::vector<RecordedEffect> effects{};
 
     /// What it takes in a message, at most.
     [[nodiscard]] std::size_t maxBytes() const;
@@ -59,9 +59,10 @@ struct Record {
 void fillRecord(Record& record, const pbcommon::Requester& requester,
                 std::span<const Assignment> assignments, std::span<const Effect> effects);
 
-/// What a change consists of as the JSON text that the database keeps: an array with an array for
-/// each assignment and each effect, whose fields are the columns of the view `detail`, in order.
-[[nodiscard]] std::string detailsOf(const Record& record);
+/// Writes what a change consists of as the JSON text that the database keeps: an array with an
+/// array for each assignment and each effect, whose fields are the columns of the view `detail`, in
+/// order.
+void writeDetails(const Record& record, std::string& sJson);
 
 /// The fields of one assignment or effect, as read.
 using DetailT = std::array<std::string, 8>;

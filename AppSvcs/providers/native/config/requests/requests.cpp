@@ -96,8 +96,7 @@ eErrorT ConfigRequests::commit(PbUtility::Revisions& revisions, Reply& failure) 
     }
     const auto committed = m_store.committed();
     if (!committed.empty()) {
-        revisions = {.nFirst = committed.front().record.nRevision,
-                     .nLast = committed.back().record.nRevision};
+        revisions = {.nFirst = committed.front().nRevision, .nLast = committed.back().nRevision};
     }
     return result;
 }
@@ -105,7 +104,7 @@ eErrorT ConfigRequests::commit(PbUtility::Revisions& revisions, Reply& failure) 
 bool ConfigRequests::tell(std::uint64_t nRevision, const PbUtility::Watcher& watcher,
                           pbcommon::Event& event) {
     const auto committed = m_store.committed();
-    const Record& record = committed[nRevision - committed.front().record.nRevision].record;
+    const Record& record = committed[nRevision - committed.front().nRevision];
     return Audience(m_store, watcher.role, Audience::Hears::kNews)
         .tell(record, watcher.sPattern, *event.mutable_change());
 }
@@ -280,15 +279,14 @@ void ConfigRequests::explain(const Requester& requester, const Cell& cell, pbcom
     reason.set_aspect(aspect);
     splitTexts(shown(cell, present(cell, static_cast<std::size_t>(aspect))), aspect,
                *reason.mutable_now());
-    Setting kept{.sVariable = cell.sAddress, .aspect = aspect, .content = {}};
-    std::uint64_t nRevision = 0;
-    if (!m_store.database().find(kept, nRevision) || !holds(cell, kept)) {
+    Setting kept{.sVariable = cell.sAddress, .aspect = aspect};
+    if (!m_store.database().find(kept) || !holds(cell, kept)) {
         return;
     }
-    reason.set_revision(nRevision);
+    reason.set_revision(kept.nRevision);
     const Audience audience(m_store, requester.role, Audience::Hears::kHistory);
     (void)m_store.database().readHistory(
-        nRevision, nRevision, Database::Order::kOldestFirst, [&](const Record& change) {
+        kept.nRevision, kept.nRevision, Database::Order::kOldestFirst, [&](const Record& change) {
             (void)audience.tell(change, "*", *reason.mutable_change());
             return true;
         });

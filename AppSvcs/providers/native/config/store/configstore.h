@@ -61,7 +61,7 @@ public:
     /// @return kNoError; kWriteError (logged)
     [[nodiscard]] eErrorT commit();
     /// Those that commit() has made durable, in order; valid until release().
-    [[nodiscard]] std::span<const PendingChange> committed() const { return m_pending.committed(); }
+    [[nodiscard]] std::span<const Record> committed() const { return m_pending.committed(); }
     void release() { m_pending.release(); }
     /// Makes what the service has written outside of any change one of its own, durable at once,
     /// and lets it set in motion what it does: no handler is called back during start-up.

@@ -1,5 +1,7 @@
 #include "store/pending.h"
 
+#include <algorithm>
+#include <tuple>
 #include <utility>
 
 #include "model/aspects.h"
@@ -9,9 +11,9 @@ namespace AppConfig {
 namespace {
 
 /// Large records are freed rather than reused, so that a burst does not pin memory.
-bool isLarge(const PendingChange& change) {
+bool isLarge(const Record& record) {
     constexpr std::size_t kMaxKeptBytes = 4096;
-    return change.record.maxBytes() > kMaxKeptBytes;
+    return record.maxBytes() > kMaxKeptBytes;
 }
 
 }  // namespace
@@ -20,18 +22,18 @@ Record& Pending::next() {
     if (m_nWaiting == m_records.size()) {
         m_records.emplace_back();
     }
-    return m_records[m_nWaiting].record;
+    return m_records[m_nWaiting];
 }
 
 std::uint64_t Pending::add(std::span<const Effect> effects) {
-    PendingChange& change = m_records[m_nWaiting];
-    change.settings.clear();
+    const std::uint64_t nRevision = m_database.newest() + m_nWaiting + 1;
     for (const Effect& effect : effects) {
-        change.settings.push_back(
-            settingOf(*effect.cell, static_cast<pbcommon::Aspect>(effect.before.index())));
+        m_touched.push_back({.cell = effect.cell,
+                             .aspect = static_cast<pbcommon::Aspect>(effect.before.index()),
+                             .nRevision = nRevision});
     }
-    change.record.nRevision = m_database.newest() + ++m_nWaiting;
-    return change.record.nRevision;
+    m_records[m_nWaiting++].nRevision = nRevision;
+    return nRevision;
 }
 
 void Pending::drop() {
@@ -42,9 +44,28 @@ void Pending::drop() {
 
 eErrorT Pending::commit() {
     const std::size_t nWaiting = std::exchange(m_nWaiting, 0);
-    const eErrorT result = m_database.commit({m_records.data(), nWaiting});
+    const eErrorT result = m_database.commit({m_records.data(), nWaiting}, settings());
     m_nCommitted = result == kNoError ? nWaiting : 0;
+    m_touched.clear();
     return result;
+}
+
+/// Each aspect once, with the last change that touched it.
+std::vector<Setting> Pending::settings() {
+    const auto latestFirst = [](const Touched& touched) {
+        return std::tuple(touched.cell, touched.aspect, ~touched.nRevision);
+    };
+    std::ranges::sort(m_touched, {}, latestFirst);
+    std::vector<Setting> settings;
+    const Touched* before = nullptr;
+    for (const Touched& touched : m_touched) {
+        if (before == nullptr || before->cell != touched.cell || before->aspect != touched.aspect) {
+            settings.push_back(settingOf(*touched.cell, touched.aspect));
+            settings.back().nRevision = touched.nRevision;
+        }
+        before = &touched;
+    }
+    return settings;
 }
 
 void Pending::release() {

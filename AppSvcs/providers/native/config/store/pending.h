@@ -30,19 +30,29 @@ public:
     /// The one from next() comes to nothing: if it is large its memory is freed.
     void drop();
 
-    /// Makes all that wait durable at once. Nothing waits afterwards.
+    /// Makes all that wait durable at once, what they have made different as it is now. Nothing
+    /// waits afterwards.
     /// @return kNoError; kWriteError (logged; none of them is kept)
     [[nodiscard]] eErrorT commit();
     /// Those that the last commit() has made durable; valid until release().
-    [[nodiscard]] std::span<const PendingChange> committed() const {
+    [[nodiscard]] std::span<const Record> committed() const {
         return {m_records.data(), m_nCommitted};
     }
     /// Everybody has been told of them.
     void release();
 
 private:
+    /// An aspect of a variable that is different, and the change that last made it so.
+    struct Touched {
+        const Cell* cell;
+        pbcommon::Aspect aspect;
+        std::uint64_t nRevision;
+    };
+    [[nodiscard]] std::vector<Setting> settings();
+
     Database& m_database;
-    std::vector<PendingChange> m_records;  ///< those that wait, then some to be used again
+    std::vector<Record> m_records;   ///< those that wait, then some to be used again
+    std::vector<Touched> m_touched;  ///< by those that wait
     std::size_t m_nWaiting = 0;
     std::size_t m_nCommitted = 0;
 };
