@@ -18,7 +18,7 @@ target_link_options(appconfig_hardening INTERFACE -Wl,-z,relro,-z,now -Wl,-z,noe
 
 add_library(appconfig_options INTERFACE)
 target_compile_options(appconfig_options INTERFACE
-    -Wall -Wextra -Wshadow -Wconversion -Werror
+    -Wall -Wextra -Wshadow -Wconversion $<$<BOOL:${APPCONFIG_WERROR}>:-Werror>
     # no path of the building machine in the binaries
     -ffile-prefix-map=${CMAKE_SOURCE_DIR}/= -ffunction-sections -fdata-sections)
 target_link_options(appconfig_options INTERFACE -Wl,--gc-sections)
