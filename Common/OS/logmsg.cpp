@@ -42,7 +42,7 @@ bool gHasIncompleteLine = false;
 // ---- names and prefix ------------------------------------------------------------------------
 
 /// Fills `buf` with the name under which the process was started, without its directory. Empty when
-/// the system does not tell.
+/// the system does not say.
 char* getAppName(char* buf, int bufLen) {
     const auto bufBytes = static_cast<std::size_t>(bufLen);
     std::memset(buf, 0, bufBytes);
@@ -85,8 +85,8 @@ void fillRecordHead() {
     gRecordHeadLen += addProcID(gRecordHead + gRecordHeadLen, sizeof(gRecordHead) - gRecordHeadLen);
 }
 
-/// Writes `count` bytes behind the `len` that `out` has, as many as leave room for the NUL, which
-/// is the caller's to write.
+/// Writes `count` bytes after the `len` that `out` has, as many as leave room for the NUL, which
+/// the caller writes.
 /// @return length of the uncut text
 std::size_t put(char* out, std::size_t outBytes, std::size_t len, const char* text,
                 std::size_t count) {
@@ -128,7 +128,7 @@ const char* SyslogLevelToString(int level) {
 }
 
 /// Standard output is written through its stream, never with printf(), which may be the process's
-/// own and lead back here. Flushed, so that what was said outlives a process that is killed.
+/// own and lead back here. Flushed, so that the record outlives a process that is killed.
 void printRecord(const char* msg) {
     if (msg[0] == '<' && msg[1] != '\0' && msg[2] == '>') {
         std::fprintf(stdout, "%s %s", SyslogLevelToString(msg[1] - '0'), msg + 3);
@@ -151,7 +151,7 @@ void android_final_print(const char* msg, int len) {
             gLogToStdout = g_fd < 0 ? 1 : 0;
         }
         if (g_fd > 0) {
-            // the byte behind `len` is the first of the line ending, or the NUL; a record that was
+            // the byte after `len` is the first of the line ending, or the NUL; a record that was
             // cut has its NUL within `len`
             const auto count = std::min(static_cast<std::size_t>(len) + 1, kRecordBytes);
             [[maybe_unused]] const ssize_t written = write(g_fd, msg, count);
@@ -170,7 +170,7 @@ char* incompleteLine() {
     return gHasIncompleteLine ? static_cast<char*>(pthread_getspecific(gIncompleteLine)) : nullptr;
 }
 
-/// The calling thread's first buffer for text that waits. @return null when there can be none
+/// The calling thread's first buffer for text that waits. @return null when there is no memory
 char* newIncompleteLine() {
     auto* line = static_cast<char*>(std::malloc(kRecordBytes));
     if (line == nullptr) {
@@ -223,7 +223,7 @@ std::optional<std::size_t> formatSimple(char* out, std::size_t outBytes, const c
     }
 }
 
-/// Formats behind the `len` bytes that the record has; begins it with its prefix when it is empty.
+/// Formats after the `len` bytes that the record has; begins it with its prefix when it is empty.
 /// @return the new length; kRecordBytes for a record that was cut
 [[gnu::format(printf, 5, 0)]] std::size_t formatText(char* pBuf, std::size_t len, int level,
                                                      const char* component, const char* fmt,
@@ -242,7 +242,7 @@ std::optional<std::size_t> formatSimple(char* out, std::size_t outBytes, const c
     }
     const int count = std::vsnprintf(text, textBytes, fmt, ap);
     if (count < 0) {
-        text[0] = '\0';  // what a failed conversion has left there is no text
+        text[0] = '\0';  // what a failed conversion has left there is not text
         return len;
     }
     return std::min(len + static_cast<std::size_t>(count), kRecordBytes);

@@ -23,7 +23,7 @@
 /// without a component.
 
 /// Log calls. Levels are syslog priorities.
-/// @param component  part of the system that speaks; null: the record names none
+/// @param component  part of the system that logs; null: the record names none
 /// @param fmt        null: nothing is logged
 /// @return length of the record so far, its prefix included and, when it was printed, its line
 ///         ending not; 2048 for one that was cut; 0 when nothing was logged (before logmsg_init(),
@@ -41,7 +41,7 @@
 [[gnu::format(printf, 1, 2)]] int os_printf(const char* fmt, ...);
 /// A record of another processor, which begins with its own level mark: level 101.
 [[gnu::format(printf, 1, 2)]] int logmsg_remote(const char* fmt, ...);
-/// What all of them do. `ap` is indeterminate afterwards, as after vprintf().
+/// What all of them call. `ap` is indeterminate afterwards, as after vprintf().
 [[gnu::format(printf, 4, 0)]] int va_logmsg(va_list ap, int level, const char* component,
                                             const char* fmt);
 
@@ -59,25 +59,25 @@ const char* logmsg_get_appname();
 /// Whether records go to the device; on (1) at start. The setters return 0.
 int logmsg_set_syslog_echo(int on);
 int logmsg_get_syslog_echo();
-/// Kept for its readers; the facility itself does not look at it. 0 at start.
+/// Kept for callers; the facility itself does not use it. 0 at start.
 int logmsg_set_spewfilter(int on);
 int logmsg_get_spewfilter();
-/// Kept for its readers; the facility itself does not look at it. 8 at start.
+/// Kept for callers; the facility itself does not use it. 8 at start.
 int logmsg_set_format(int format);
 int logmsg_get_format();
 
 /// Filters. While the show table holds a pattern, only records that contain one of its patterns are
 /// printed; records that contain a pattern of the cull table are not. A pattern is found anywhere
-/// in a record, its prefix included, and letter case counts. Each table has logmsg_max_filters()
+/// in a record, its prefix included; letter case matters. Each table has logmsg_max_filters()
 /// (10) slots for patterns of up to 369 characters; longer ones are cut.
 
 int logmsg_max_filters();
-/// Puts the pattern into the first free slot, also when the table has it already. Null or empty:
-/// nothing changes. @return 0; -1 when the table is full, which is also said on standard output
+/// Puts the pattern into the first free slot, even when the table already has it. Null or empty:
+/// nothing changes. @return 0; -1 when the table is full, which is also printed on standard output
 int logmsg_showfilter_add(const char* pShowFilter);
 int logmsg_cullfilter_add(const char* pCullFilter);
 /// Removes the first equal pattern, letter case ignored, or all with "*". @return 0, also when
-/// there is none, which is said on standard output
+/// there is none, which is printed on standard output
 int logmsg_showfilter_delete(const char* pShowFilter);
 int logmsg_cullfilter_delete(const char* pCullFilter);
 /// @return the pattern of slot `i`, valid until the slot changes; "" when it is free or `i` is not

@@ -11,7 +11,7 @@
 // The compiler is free to turn printf() into another function of the C library, and does:
 // printf("text\n") and printf("%s\n", x) become puts(), a single character becomes putchar(), and a
 // fortified build calls __printf_chk(), with or without -fno-builtin-printf. So these are defined
-// too, each logging what the printf() that it stands for would. No code that is linked in,
+// too, each logging what the printf() that it replaces would. No code that is linked in,
 // libraries included, then has to be compiled with a flag. What the compiler has folded cannot be
 // told apart: a constant argument that ends in a newline, as in printf("%s", "text\n"), counts as
 // part of the format.

@@ -24,8 +24,8 @@ void fillStandardDescriptors() {
     }
 }
 
-/// Sets `*coredump` to 1 when an argument is the switch "--coredump", in any letter case, else to
-/// 0. Every other argument is ignored.
+/// Sets `*coredump` to 1 when an argument is the switch "--coredump", in any letter case, and to
+/// 0 otherwise. Every other argument is ignored.
 void parse_params(int argc, char** argv, int* coredump) {
     const char* const OPTION_CORE_DUMP = "--coredump";
     *coredump = 0;

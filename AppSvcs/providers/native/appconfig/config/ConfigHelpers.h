@@ -24,14 +24,14 @@ inline constexpr AccessLevelT kReadOnly = {AppConfig::kUser, AppConfig::kSystem}
 inline constexpr AccessLevelT kHidden = {AppConfig::kSystem, AppConfig::kSystem};
 
 /// Gives all of the settings one access level, in one call to the store. What the store could not
-/// change is not looked at.
+/// change is ignored.
 inline void setAccessLevel(AppConfig::AppCfgManager& manager, const std::list<ConfigVar>& cfgVars,
                            const AccessLevelT& level) {
     std::list<std::pair<ConfigVar, eErrorT>> errorList;
     manager.setAccessLevels(cfgVars, &level.read, &level.write, errorList);
 }
 
-/// Takes every entry that equals `option` exactly out of the list; the others keep their order.
+/// Removes every entry that equals `option` exactly; the others keep their order.
 inline void removeOption(std::vector<std::string>& options, const std::string& option) {
     options.erase(std::remove_if(options.begin(), options.end(), StringMatches(option)),
                   options.end());

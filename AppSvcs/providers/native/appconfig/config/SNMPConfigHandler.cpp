@@ -95,7 +95,7 @@ const char* optionAt(const std::vector<std::string>& options, std::size_t nIndex
     return nIndex < options.size() ? options[nIndex].c_str() : "<none>";
 }
 
-/// The number that the text starts with, 0 without one. A number beyond int counts as the nearest
+/// The number that the text starts with, 0 without one. A number beyond int becomes the nearest
 /// int, so that it is refused and does not wrap round to an allowed port.
 int portOf(const std::string& sValue) {
     const long nValue = std::strtol(sValue.c_str(), nullptr, 10);
@@ -287,7 +287,7 @@ void SNMPConfigHandler::onSnmpSet(bool enableSNMP) {
     setSNMPAlgsAccessLevels(fipsEnabled, snmpV3Enabled);
 }
 
-/// Whether SNMP is on does not count here.
+/// Applies whether SNMP is on or off.
 void SNMPConfigHandler::onVersionSet(const std::string& sVariable, bool versionEnabled) {
     const bool isVersion3 = sVariable == "versionthree";
     // read before anything is changed

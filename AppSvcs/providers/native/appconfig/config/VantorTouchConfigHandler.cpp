@@ -14,7 +14,7 @@ namespace {
 const std::string HOME_SCREEN_NODE = "uicontrol.vantortouch.homescreen";
 const std::string TOUCH_NODE = "uicontrol.vantortouch";
 
-constexpr int LAST_CHAINED_SCREEN = 3;  ///< switched off, it still takes the next one along
+constexpr int LAST_CHAINED_SCREEN = 3;  ///< switched off, it still switches off the next one
 constexpr int SCREENS_WITH_BUTTONS = 3;
 constexpr int BUTTONS = 3;
 
@@ -102,7 +102,7 @@ void VantorTouchConfigNotificationHandler::change(const std::string& sNode, int 
     const std::string& sValue = sValues.front();
     if (sNode == HOME_SCREEN_NODE && sVariable == "enabled") {
         if (nNodeInstance <= LAST_CHAINED_SCREEN && isFalse(sValue)) {
-            // the store tells of this write in turn, and so the chain runs down
+            // the store notifies of this write in turn, and so the chain runs down
             m_configManager->setConfigVar(HOME_SCREEN_NODE, nNodeInstance + 1, "enabled", 0,
                                           sValue.c_str(), nullptr);
         }

@@ -27,10 +27,10 @@ private:
     AppConfig::AppCfgManager* m_configManager;  ///< borrowed
 };
 
-/// Keeps the touch panel in line with accepted changes: a home screen that is switched off takes
-/// the next one along, and the home-screen buttons and the place-a-call sub-page show recent calls
-/// and speed dial only while these are on. Called by the store, one call at a time; keeps nothing
-/// between calls.
+/// Keeps the touch panel in line with accepted changes: a home screen that is switched off
+/// switches off the next one, and the home-screen buttons and the place-a-call sub-page show recent
+/// calls and speed dial only while these are on. Called by the store, one call at a time; keeps
+/// nothing between calls.
 class VantorTouchConfigNotificationHandler : public ConsumerConfigHandler {
 public:
     // options of a home-screen button, and of the place-a-call sub-page

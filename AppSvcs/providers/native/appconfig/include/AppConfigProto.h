@@ -13,7 +13,7 @@ namespace AppConfigProvider {
 /// Name of the service's endpoint on the message layer.
 extern const std::string appconfigEndPoint;
 
-/// Takes the place of the protobuf library's log output and drops it.
+/// Replaces the protobuf library's log output, and drops it.
 void HandleLog(google::protobuf::LogLevel level, const char* filename, int line,
                const std::string& message);
 

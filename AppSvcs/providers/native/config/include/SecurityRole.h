@@ -3,8 +3,8 @@
 
 namespace AppConfig {
 
-/// Who is asking, and, as a read or write level, who at least one must be. A higher role includes
-/// all lower ones.
+/// Who is asking; as a read or write level, the lowest role that may. A higher role includes all
+/// lower ones.
 enum SecurityRole : int {
     kUser = 0,          ///< lowest role; as a level: everyone
     kAdmin = 1,         ///< administrator

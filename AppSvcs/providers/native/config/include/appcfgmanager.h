@@ -39,7 +39,7 @@ public:
     /// status 0.
     static AppCfgManager* getInstance();
 
-    /// Role in which the service acts towards the store: what handlers are told as the role of a
+    /// Role in which the service acts towards the store: what handlers are given as the role of a
     /// change that the service itself made. @return kNoError
     eErrorT setSecurityRole(AppConfig::SecurityRole role);
 
@@ -75,8 +75,8 @@ public:
                                     std::vector<std::string>& options);
 
     /// From now on the variable offers exactly `options`, in that order. The value stays as it is,
-    /// also when it is no longer offered.
-    /// @return kNoError; kItemNotFound; kBadParameter (an entry that is no default option)
+    /// even when it is no longer offered.
+    /// @return kNoError; kItemNotFound; kBadParameter (an entry that is not a default option)
     eErrorT setConfigOptions(const std::string& node, int nodeInstance, const std::string& var,
                              int varInstance, const std::vector<std::string>& options);
 

@@ -34,7 +34,7 @@ public:
                        ConfigResult& /*cfgResult*/) {}
 };
 
-/// Is told about changes of the variables it is registered for. Each kind of notification is
+/// Is notified of changes of the variables it is registered for. Each kind of notification is
 /// delivered only while its flag is set. Called as ProviderConfigHandler is.
 class ConsumerConfigHandler {
 public:
@@ -78,8 +78,8 @@ public:
 /// A registration is never withdrawn.
 /// @param handler  borrowed; stays alive at its address for as long as the store
 /// @param manager  the store to register with; null means the process's store
-/// @return kNoError; kItemNotFound (no such variable); kAlreadyExists (the variable has a provider
-///         already; a variable may have any number of consumers); kBadParameter (null handler)
+/// @return kNoError; kItemNotFound (no such variable); kAlreadyExists (the variable already has
+///         a provider; a variable may have any number of consumers); kBadParameter (null handler)
 eErrorT registerHandler(std::string nodeName, std::string varName, ProviderConfigHandler* handler,
                         AppConfig::AppCfgManager* manager);
 eErrorT registerHandler(std::string nodeName, std::string varName, ConsumerConfigHandler* handler,

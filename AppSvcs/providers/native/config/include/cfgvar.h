@@ -15,8 +15,8 @@ public:
     ConfigVar(const std::string& sNode, const std::string& sVar);
     ConfigVar(int cfgNamespace, const std::string& sNode, int nNodeInstance,
               const std::string& sVar, int nVarInstance);
-    /// From an address as getFQName() writes it. A text that is no address gives a variable with
-    /// two empty names, which no store holds.
+    /// From an address as getFQName() writes it. A text that is not an address gives a variable
+    /// with two empty names, which no store holds.
     ConfigVar(const std::string& sFQName);
     /// The same variable in another namespace.
     ConfigVar(int cfgNamespace, const ConfigVar& other);
@@ -31,12 +31,12 @@ public:
     std::string getVarName();
     int getVarInstance();
 
-    /// "node.variable", with "[n]" behind the node or the variable whose instance is not 0.
+    /// "node.variable", with "[n]" after the node or the variable whose instance is not 0.
     std::string getFQName();
-    /// getFQName() behind the namespace number and a colon: "0:management.snmp.listeningport".
+    /// getFQName() after the namespace number and a colon: "0:management.snmp.listeningport".
     std::string getFullyQualifiedName();
 
-    /// Same namespace, names and instances; whether it holds several strings does not count.
+    /// Same namespace, names and instances; whether it holds several strings is ignored.
     bool operator==(const ConfigVar& other) const;
     /// Orders by namespace, node name, node instance, variable name, variable instance.
     bool operator<(const ConfigVar& other) const;

@@ -18,7 +18,8 @@ extern const std::string_view roomSystemSchema;
 /// of its kind in canonical form, and no two rows name the same variable.
 class Schema {
 public:
-    /// Adds the rows of a schema text and takes its presets over, all or, when one is faulty, none.
+    /// Adds the rows of a schema text and applies its presets; all of them, or none when one is
+    /// faulty.
     /// @param sFile   where the text comes from, for the report
     /// @param sError  "file:line: reason" on a failure
     /// @return kNoError; kFileFormatError
@@ -36,8 +37,8 @@ private:
 };
 
 /// The schema that this process works with: the room system's own, and the *.textproto files of the
-/// configuration directory in the order of their names. A file that is faulty is logged as critical
-/// and left out.
+/// configuration directory in the order of their names. A faulty file is logged as critical
+/// and ignored.
 [[nodiscard]] Schema loadSchema();
 
 }  // namespace AppConfig

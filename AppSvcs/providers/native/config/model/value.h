@@ -15,8 +15,8 @@ namespace AppConfig {
 
 /// Writes the form in which a value is stored into `sValue`: "true" or "false" of a switch, decimal
 /// digits of a number, an option as the schema spells it, any other text as it is. Switches also
-/// take 1/0, yes/no and on/off; letter case counts neither there nor in options; blanks, a sign and
-/// leading noughts may surround a number. Narrowed options do not count here.
+/// take 1/0, yes/no and on/off; letter case is ignored there and in options; a number may have
+/// blanks around it, a sign and leading zeros. Narrowed options are not considered here.
 /// @return null; ERR_INVALID_VALUE or ERR_TOO_LONG, `sValue` unchanged, when `sText` is not a value
 ///         of the variable's kind
 [[nodiscard]] const char* canonicalise(const pbcommon::VariableRow& row, std::string_view sText,
