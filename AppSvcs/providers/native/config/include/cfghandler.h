@@ -54,14 +54,24 @@ public:
                         const std::string& /*sVariable*/, int /*nVarInstance*/,
                         const std::list<std::string>& /*sValues*/,
                         const std::string& /*user_context*/) {}
+    /// A requester's change assigns the variable. kSubmitStart comes before the value is stored;
+    /// kSubmitEnd once all assignments of the change and all that follows from them have been
+    /// applied. What is stored meanwhile belongs to the change. A change that is refused gets no
+    /// kSubmitEnd: it is undone, with all that was done for it.
     virtual void submit(const std::string& /*sNode*/, int /*nNodeInstance*/,
                         const std::string& /*sVariable*/, int /*nVarInstance*/,
                         AppConfig::AppCfgManager::SubmitNtfyType /*type*/,
                         const std::string& /*user_context*/) {}
+    /// An attribute of the variable at an address ("node.variable[1]") may have become different:
+    /// its name and its new text. "options": the options offered, one a line; "readlevel" and
+    /// "writelevel": the names of the lowest roles that may see and change it. Follows options()
+    /// and accessLevel().
     virtual void attribute(const std::string&, std::string, std::string) {}
+    /// The options offered have become different; `options` is the new list.
     virtual void options(const std::string& /*sNode*/, int /*nNodeInstance*/,
                          const std::string& /*sVariable*/, int /*nVarInstance*/,
                          std::list<std::string> /*options*/, std::string /*user_context*/) {}
+    /// The lowest roles that may see and change the variable have become different.
     virtual void accessLevel(const std::string& /*sNode*/, int /*nNodeInstance*/,
                              const std::string& /*sVariable*/, int /*nVarInstance*/,
                              AppConfig::SecurityRole /*roleRead*/,

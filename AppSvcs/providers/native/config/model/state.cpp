@@ -86,22 +86,23 @@ bool State::findRow(std::string_view sNode, std::string_view sVariable, std::siz
     return true;
 }
 
-void State::setValue(Cell& cell, std::string sValue) {
-    if (cell.sValue != sValue) {
-        m_undoLog.emplace_back(cell, m_cause, std::exchange(cell.sValue, std::move(sValue)));
-    }
+bool State::setValue(Cell& cell, std::string sValue) {
+    return set(cell, cell.sValue, std::move(sValue));
 }
 
-void State::setOffered(Cell& cell, std::vector<std::string> offered) {
-    if (cell.offered != offered) {
-        m_undoLog.emplace_back(cell, m_cause, std::exchange(cell.offered, std::move(offered)));
-    }
+bool State::setOffered(Cell& cell, std::vector<std::string> offered) {
+    return set(cell, cell.offered, std::move(offered));
 }
 
-void State::setAccess(Cell& cell, AccessLevel access) {
-    if (cell.access != access) {
-        m_undoLog.emplace_back(cell, m_cause, std::exchange(cell.access, access));
+bool State::setAccess(Cell& cell, AccessLevel access) { return set(cell, cell.access, access); }
+
+template <typename Content>
+bool State::set(Cell& cell, Content& content, Content wanted) {
+    const bool bDifferent = content != wanted;
+    if (bDifferent) {
+        m_undoLog.emplace_back(cell, m_cause, std::exchange(content, std::move(wanted)));
     }
+    return bDifferent;
 }
 
 std::vector<Effect> State::effects(std::size_t mark) const {

@@ -83,9 +83,10 @@ public:
                                std::size_t& nRow) const;
     [[nodiscard]] const std::vector<Cell>& cells() const { return m_cells; }
 
-    void setValue(Cell& cell, std::string sValue);
-    void setOffered(Cell& cell, std::vector<std::string> offered);
-    void setAccess(Cell& cell, AccessLevel access);
+    // @return whether it is different now
+    bool setValue(Cell& cell, std::string sValue);
+    bool setOffered(Cell& cell, std::vector<std::string> offered);
+    bool setAccess(Cell& cell, AccessLevel access);
 
     /// What the changes from now on are put down to.
     void setCause(const Cause& cause) { m_cause = cause; }
@@ -99,6 +100,9 @@ public:
     void commit();
 
 private:
+    template <typename Content>
+    bool set(Cell& cell, Content& content, Content wanted);
+
     struct Name {
         std::string_view sNode;
         std::string_view sVariable;

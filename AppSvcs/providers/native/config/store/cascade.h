@@ -12,13 +12,13 @@
 
 namespace AppConfig {
 
-/// A stored value that its handlers have not been notified of yet.
+/// A stored value, option list or access level that its handlers have not been notified of yet.
 struct Notification {
     const Cell* cell;
-    std::string sValue;
-    SecurityRole role;     ///< whose change it is
-    std::string sContext;  ///< name of the requesting client; empty for the service's own writes
-    ConfigResult result;
+    AspectState stored;
+    SecurityRole role;       ///< whose change it is
+    std::string sContext{};  ///< name of the requesting client; empty for the service's own writes
+    ConfigResult result{};   ///< of a value
 };
 
 /// What follows from a stored value: the handlers' reactions, and the reactions to what these
@@ -35,6 +35,13 @@ public:
     /// Notifies the handlers of all that is queued, and of what they store meanwhile.
     /// @return kNoError; kServerError (it did not come to an end; logged); the code of a fault
     [[nodiscard]] eErrorT run();
+    /// Notifies the consumers of a variable that a requester's change begins or ends to assign it.
+    /// What they store is for run().
+    void submit(const Cell& cell, AppCfgManager::SubmitNtfyType type, const std::string& sContext);
+    /// Whether anybody wants to be notified of a variable's options and access level.
+    [[nodiscard]] bool hasConsumers(const Cell& cell) const {
+        return !m_handlers.of(cell).consumers.empty();
+    }
     /// A handler's read or write has failed, for lack of memory most likely. Handlers do not look
     /// at results, so that what they have done since then is worth nothing: run() says so at its
     /// end.
@@ -48,6 +55,14 @@ public:
 
 private:
     void notifyHandlers(Notification& notification);
+    void notifyOfValue(Notification& notification, const std::string& sValue);
+    void notifyOfOptions(const Notification& notification, const std::vector<std::string>& options);
+    void notifyOfAccess(const Notification& notification, const AccessLevel& access);
+    void notifyOfAttribute(ConsumerConfigHandler& consumer, const Cell& cell, const char* attribute,
+                           const std::string& sText);
+    [[nodiscard]] const std::vector<ConsumerConfigHandler*>& consumersOf(const Cell& cell) const {
+        return m_handlers.of(cell).consumers;
+    }
 
     State& m_state;
     const HandlerTable& m_handlers;

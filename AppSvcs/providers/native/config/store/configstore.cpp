@@ -150,11 +150,7 @@ eErrorT ConfigStore::write(const AddressView& address, const std::string& sValue
         return code;
     }
     m_state.setValue(*cell, sCanonical);
-    m_cascade.add({.cell = cell,
-                   .sValue = std::move(sCanonical),
-                   .role = m_serviceRole,
-                   .sContext = "",
-                   .result = {}});
+    m_cascade.add({.cell = cell, .stored = std::move(sCanonical), .role = m_serviceRole});
     return code;
 }
 
@@ -171,7 +167,9 @@ eErrorT ConfigStore::offer(const AddressView& address, const std::vector<std::st
         logerr("cfgCommon", "refused options of %s to the service\n", cell->sAddress.c_str());
         return kBadParameter;
     }
-    m_state.setOffered(*cell, options);
+    if (m_state.setOffered(*cell, options) && m_cascade.hasConsumers(*cell)) {
+        m_cascade.add({.cell = cell, .stored = options, .role = m_serviceRole});
+    }
     return kNoError;
 }
 
@@ -181,8 +179,11 @@ eErrorT ConfigStore::grant(const AddressView& address, const SecurityRole* read,
     if (cell == nullptr) {
         return kItemNotFound;
     }
-    m_state.setAccess(*cell, {.read = read == nullptr ? cell->access.read : *read,
-                              .write = write == nullptr ? cell->access.write : *write});
+    const AccessLevel access{.read = read == nullptr ? cell->access.read : *read,
+                             .write = write == nullptr ? cell->access.write : *write};
+    if (m_state.setAccess(*cell, access) && m_cascade.hasConsumers(*cell)) {
+        m_cascade.add({.cell = cell, .stored = access, .role = m_serviceRole});
+    }
     return kNoError;
 }
 

@@ -89,7 +89,20 @@ Verdict Transaction::applyAll(std::span<const Proposal> proposals) {
         }
         all.bRebootNeeded |= verdict.bRebootNeeded;
     }
+    const eErrorT code = endSubmission(all.assignments);
+    if (code != kNoError) {
+        Verdict verdict = refusalOfCascade(code);
+        verdict.failed = proposals.size() - 1;
+        return verdict;
+    }
     return all;
+}
+
+eErrorT Transaction::endSubmission(std::span<const Assignment> assignments) {
+    for (const Assignment& assignment : assignments) {
+        m_ground.cascade.submit(*assignment.cell, AppCfgManager::kSubmitEnd, m_requester.sClient);
+    }
+    return m_ground.cascade.run();
 }
 
 Verdict Transaction::apply(const Proposal& proposal, std::vector<Assignment>& assignments) {
@@ -108,23 +121,17 @@ Verdict Transaction::apply(const Proposal& proposal, std::vector<Assignment>& as
         result.setServerContext(describe(m_requester));
         result.setClientName(m_requester.sClient);
     }
-    Notification notification{.cell = cell,
-                              .sValue = std::string(proposal.sValue),
-                              .role = m_requester.role,
-                              .sContext = m_requester.sClient,
-                              .result = std::move(result)};
-    return proposeAndStore(*cell, std::move(notification), assignments);
+    return proposeAndStore(*cell, std::string(proposal.sValue), result, assignments);
 }
 
 /// A proposal that is not a value of its kind reaches the provider as it came in.
-Verdict Transaction::proposeAndStore(Cell& cell, Notification notification,
+Verdict Transaction::proposeAndStore(Cell& cell, std::string sValue, ConfigResult& result,
                                      std::vector<Assignment>& assignments) {
-    ConfigResult& result = notification.result;
-    const char* const tag = canonicalise(*cell.row, notification.sValue, notification.sValue);
+    const char* const tag = canonicalise(*cell.row, sValue, sValue);
     ProviderConfigHandler* const provider = m_ground.handlers.of(cell).provider;
     if (provider != nullptr &&
         !provider->isValid(cell.row->node(), cell.nNodeInstance, cell.row->name(),
-                           cell.nVarInstance, {notification.sValue}, notification.role, result)) {
+                           cell.nVarInstance, {sValue}, m_requester.role, result)) {
         // a provider that names no reason still refuses
         const eErrorT code = result.getErrorCode() == kNoError ? kRejected : result.getErrorCode();
         return {.code = code, .tags = result.getErrorTags()};
@@ -132,14 +139,19 @@ Verdict Transaction::proposeAndStore(Cell& cell, Notification notification,
     if (tag != nullptr) {
         return refusal(tag);
     }
-    if (!isOffered(cell, notification.sValue)) {
+    if (!isOffered(cell, sValue)) {
         return refusal(pbcommon::ERR_NOT_OFFERED);
     }
     const bool bRebootNeeded = result.getIsRebootNeeded();
+    m_ground.cascade.submit(cell, AppCfgManager::kSubmitStart, m_requester.sClient);
     m_ground.state.setCause({.call = pbcommon::REQUEST});
-    m_ground.state.setValue(cell, notification.sValue);
-    assignments.push_back({.cell = &cell, .sValue = notification.sValue});
-    m_ground.cascade.add(std::move(notification));
+    m_ground.state.setValue(cell, sValue);
+    assignments.push_back({.cell = &cell, .sValue = sValue});
+    m_ground.cascade.add({.cell = &cell,
+                          .stored = std::move(sValue),
+                          .role = m_requester.role,
+                          .sContext = m_requester.sClient,
+                          .result = std::move(result)});
     const eErrorT code = m_ground.cascade.run();
     if (code != kNoError) {
         return refusalOfCascade(code);

@@ -88,8 +88,9 @@ public:
 private:
     [[nodiscard]] Verdict applyAll(std::span<const Proposal> proposals);
     [[nodiscard]] Verdict apply(const Proposal& proposal, std::vector<Assignment>& assignments);
-    [[nodiscard]] Verdict proposeAndStore(Cell& cell, Notification notification,
+    [[nodiscard]] Verdict proposeAndStore(Cell& cell, std::string sValue, ConfigResult& result,
                                           std::vector<Assignment>& assignments);
+    [[nodiscard]] eErrorT endSubmission(std::span<const Assignment> assignments);
     /// @return whether all that tells of it later has room for it
     [[nodiscard]] bool fillAndMeasure(std::span<const Assignment> assignments);
 
