@@ -19,7 +19,6 @@ constexpr const char* kGoodRow =
 TEST(Schema, IsRefusedWholeWithPlaceAndReason) {
 #define ROW(fields) "variable { node: 'a' name: 'x' " fields " }\n"
     // clang-format off
-    const std::string sLongSummary = ROW("kind: BOOLEAN summary: '" + std::string(501, 's') + "'");
     const std::pair<std::string, const char*> cases[] = {
         {"\n\nvariable { colour: 1 }",                                     "f:3: "},
         {ROW("kind: TEXT max_length: 1") ROW("kind: TEXT"),                "f:2: a.x: listed twice"},
@@ -30,13 +29,14 @@ TEST(Schema, IsRefusedWholeWithPlaceAndReason) {
         {ROW("instances: 0 kind: BOOLEAN"),                                "instances go from 1"},
         {ROW("kind: TEXT max_length: 1 default_value: 'pq'"),              "its default"},
         {ROW("kind: INTEGER minimum: 2 maximum: 1"),                       "the lower one first"},
+        {ROW("kind: BOOLEAN maximum: 1"),                                  "belong to an integer"},
         {ROW("kind: ENUMERATION option: 'p' option: 'P'"),                 "an option is listed twice, letter case"},
         {ROW("kind: ENUMERATION option: 'p\\nq' default_value: 'p\\nq'"),  "a line of text"},
         {ROW("kind: ENUMERATION option: '\\377' default_value: '\\377'"),  "a line of text"},
         {ROW("kind: SECRET"),                                              "max_length belongs"},
         {ROW("kind: TEXT max_length: 65537"),                              "max_length goes up to 65536"},
         {ROW("kind: TEXT max_length: 1 summary: 'two\\nlines'"),           "a summary is a line of up to 500 bytes"},
-        {sLongSummary,                                                     "a summary is a line of up to 500 bytes"},
+        {ROW("kind: BOOLEAN summary: '" + std::string(501, 's') + "'"),    "a summary is a line of up to 500 bytes"},
         {ROW("kind: TEXT max_length: 1 unit: 'seconds'"),                  "a unit belongs to an integer"},
         {ROW("kind: INTEGER unit: 'thousands of milliseconds each '"),     "a line of up to 30 bytes"},
         {ROW("kind: ENUMERATION option: 'p' option_summary { option: 'P' summary: 's' }"), "names no option"},
@@ -44,7 +44,10 @@ TEST(Schema, IsRefusedWholeWithPlaceAndReason) {
         {ROW("kind: ENUMERATION option: 'p' option_summary { option: 'p' }"), "an option's summary is a line"},
     };
     // clang-format on
-    const std::string sBefore = "variable { node: 'b' name: 'y' kind: TEXT max_length: 1 } ";
+    const std::string sBefore =  // as long as may be
+        "variable { node: 'b' name: 'y' kind: INTEGER default_value: '0' summary: '" +
+        std::string(500, 's') + "' unit: '" + std::string(30, 'u') +
+        "' } variable { node: 'b' name: 'z' kind: TEXT max_length: 65536 } ";
     for (const auto& [text, error] : cases) {
         Schema schema;
         std::string sError;
