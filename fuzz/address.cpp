@@ -12,8 +12,8 @@
 #include <limits>
 #include <vector>
 
-#include "names.h"
 #include "require.h"
+#include "text.h"
 
 namespace {
 

@@ -16,13 +16,13 @@
 #include "control.h"
 #include "logmsg.h"
 #include "model/value.h"
-#include "names.h"
 #include "ospaths.h"
 #include "pbUtils.h"
 #include "rawclient.h"
 #include "require.h"
 #include "service.h"
 #include "temporarydirectory.h"
+#include "text.h"
 
 extern "C" std::size_t LLVMFuzzerMutate(std::uint8_t* data, std::size_t size, std::size_t maxSize);
 

@@ -11,8 +11,8 @@
 #include "model/aspects.h"
 #include "model/state.h"
 #include "model/value.h"
-#include "names.h"
 #include "require.h"
+#include "text.h"
 
 namespace {
 

@@ -5,6 +5,7 @@
 #include "frame.h"
 #include "nomemory.h"
 #include "storefixture.h"
+#include "text.h"
 
 namespace {
 

@@ -1,10 +1,11 @@
+#include "text.h"
+
 #include <gmock/gmock.h>
 
 #include <set>
 
 #include "cfgvar.h"
 #include "messages.pb.h"
-#include "names.h"
 #include "tags.h"
 #include "temporarydirectory.h"
 

@@ -9,9 +9,9 @@
 #include "command.h"
 #include "display.h"
 #include "input.h"
-#include "names.h"
 #include "render.h"
 #include "terminal.h"
+#include "text.h"
 
 namespace cfgctl {
 

@@ -11,7 +11,7 @@
 #include <numeric>
 #include <span>
 
-#include "names.h"
+#include "text.h"
 
 namespace cfgctl {
 

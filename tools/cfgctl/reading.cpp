@@ -8,9 +8,9 @@
 #include "choices.h"
 #include "command.h"
 #include "display.h"
-#include "names.h"
 #include "render.h"
 #include "terminal.h"
+#include "text.h"
 #include "why.h"
 
 namespace cfgctl {

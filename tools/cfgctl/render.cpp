@@ -14,6 +14,7 @@
 
 #include "display.h"
 #include "names.h"
+#include "text.h"
 
 namespace cfgctl {
 

@@ -4,7 +4,6 @@
 #include <cstddef>
 
 #include "messages.pb.h"
-#include "names.h"
 #include "text.h"
 
 namespace pbcommon {
@@ -89,7 +88,8 @@ AddressView viewOf(const Address& message) {
                 .sVariable = message.variable(),
                 .nVarInstance = message.instance()};
     }
-    return parseAddress(message.name()).value_or(AddressView{.sNode = {}, .sVariable = message.name()});
+    return parseAddress(message.name())
+        .value_or(AddressView{.sNode = {}, .sVariable = message.name()});
 }
 
 std::string printable(const AddressView& address) {

@@ -4,7 +4,7 @@
 #include <iterator>
 #include <vector>
 
-#include "names.h"
+#include "text.h"
 
 namespace AppConfig {
 

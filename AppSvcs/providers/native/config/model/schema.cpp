@@ -22,7 +22,6 @@
 #include "directories.h"
 #include "logmsg.h"
 #include "model/value.h"
-#include "names.h"
 #include "text.h"
 
 namespace AppConfig {

@@ -5,7 +5,6 @@
 #include <cstddef>
 
 #include "clientlimits.h"
-#include "names.h"
 #include "tags.h"
 #include "text.h"
 

@@ -15,6 +15,7 @@
 #include "requests/variables.h"
 #include "store/configstore.h"
 #include "tags.h"
+#include "text.h"
 
 namespace AppConfig {
 

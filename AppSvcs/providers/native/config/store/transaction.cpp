@@ -8,6 +8,7 @@
 #include "model/value.h"
 #include "names.h"
 #include "tags.h"
+#include "text.h"
 
 namespace AppConfig {
 

@@ -8,6 +8,7 @@
 #include "logmsg.h"
 #include "names.h"
 #include "tags.h"
+#include "text.h"
 
 namespace PbUtility {
 
