@@ -1,5 +1,5 @@
 #include "VantorTouchConfigHandler.h"
-#include "policycase.h"
+#include "handlercase.h"
 
 namespace PolicyCase {
 namespace {
