@@ -156,6 +156,7 @@ protected:
                    m_nLost, testing::PrintToString(client.inFlight));
             m_nAcknowledged += client.accepted.size();
             for (const auto& [assignments, reply] : std::exchange(client.accepted, {})) {
+                EXPECT_EQ(reply.set().has_revision(), reply.set().effect_size() > 0);
                 if (!reply.set().has_revision()) continue;  // nothing was different
                 const std::string& sKept = effects[reply.set().revision()];
                 expect(sKept == effectsOf(reply.set()), sKept.empty() ? m_nLost : m_nTorn,

@@ -261,9 +261,8 @@ protected:
         EXPECT_TRUE(isInMemory(m_contents[nNow])) << sWhen;
         AppConfig::Database& database = Service::process().database();
         std::uint64_t nRead = 0;
-        (void)database.readHistory(
-            1, database.newest(), AppConfig::Database::Order::kOldestFirst,
-            [&](const auto& change) { return change.nRevision == ++nRead; });
+        (void)database.readHistory(1, database.newest(), AppConfig::Database::Order::kOldestFirst,
+                                   [&](const auto& change) { return change.nRevision == ++nRead; });
         EXPECT_EQ(nRead, database.newest()) << sWhen;
         // nobody is told that the service has started; and a disk that has not reported a sync, nor
         // lets anything be undone, may hold what it was to sync

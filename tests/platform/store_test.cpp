@@ -5,6 +5,7 @@
 #include "frame.h"
 #include "nomemory.h"
 #include "storefixture.h"
+#include "tags.h"
 #include "text.h"
 
 namespace {
@@ -82,6 +83,10 @@ TEST_F(Store, RefusesInTheOrderOfItsChecksAndLogsEachRefusalOnce) {
     for (const char* const purpose : {"read", "set the access level of"}) {
         EXPECT_EQ(m_log.count(std::string("the service cannot ") + purpose + " n.nosuch: "), 1U);
     }
+    ConfigResult result;
+    EXPECT_EQ(manager().setConfigVar("n", 0, "nosuch", 0, "x", &result), kItemNotFound);
+    EXPECT_EQ(result.getErrorCode(), kItemNotFound);
+    EXPECT_THAT(result.getErrorTags(), ElementsAre(pbcommon::ERR_UNKNOWN_VARIABLE));
     const std::string sUnknown = "kItemNotFound (-25) ERR_UNKNOWN_VARIABLE";
     const std::string sBad = "kBadParameter (-3) ";
     const std::string sMask(pbcommon::kMaskedSecret), sLong(65537, '0');
@@ -113,7 +118,7 @@ TEST_F(Store, RefusesInTheOrderOfItsChecksAndLogsEachRefusalOnce) {
             asked.push_back(std::string("first isValid n.") + c.variable + " " + c.asked + " 0");
         }
     }
-    EXPECT_EQ(m_log.count("refused"), std::size(cases));
+    EXPECT_EQ(m_log.count("refused n."), std::size(cases) + 1);
     EXPECT_EQ(m_trace, asked)
         << "whatever the requester may propose, in canonical form if it has one";
     m_first.bAccepts = false;

@@ -110,9 +110,14 @@ std::string kindText(const pbcommon::Variable& variable) {
                         : " " + shown(variable.description().unit()));
         case pbcommon::ENUMERATION:
             return "enumeration";
-        default:
-            return offersText(variable);
+        case pbcommon::TEXT:
+        case pbcommon::SECRET:
+        case pbcommon::KIND_UNSPECIFIED:
+        case pbcommon::Kind_INT_MIN_SENTINEL_DO_NOT_USE_:
+        case pbcommon::Kind_INT_MAX_SENTINEL_DO_NOT_USE_:
+            break;
     }
+    return offersText(variable);
 }
 
 }  // namespace
@@ -160,9 +165,14 @@ std::string offersText(const pbcommon::Variable& variable) {
             return "text up to " + std::to_string(variable.max_length()) + " bytes";
         case pbcommon::SECRET:
             return "secret up to " + std::to_string(variable.max_length()) + " bytes";
-        default:
-            return joined(offeredValues(variable));
+        case pbcommon::BOOLEAN:
+        case pbcommon::ENUMERATION:
+        case pbcommon::KIND_UNSPECIFIED:
+        case pbcommon::Kind_INT_MIN_SENTINEL_DO_NOT_USE_:
+        case pbcommon::Kind_INT_MAX_SENTINEL_DO_NOT_USE_:
+            break;
     }
+    return joined(offeredValues(variable));
 }
 
 std::string listing(const VariablesT& variables, const StreamT& stream) {

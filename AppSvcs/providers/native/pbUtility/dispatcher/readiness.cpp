@@ -48,8 +48,7 @@ bool send(std::string_view text, std::string_view socketName) {
 void tellReady() {
     const char* const socketName = std::getenv("NOTIFY_SOCKET");
     if (socketName != nullptr && socketName[0] != '\0' && !send(kReady, socketName)) {
-        logwarn("pbUtility", "cannot notify %s of readiness: %s\n", socketName,
-                strerror(errno));
+        logwarn("pbUtility", "cannot notify %s of readiness: %s\n", socketName, strerror(errno));
     }
 }
 
