@@ -20,7 +20,7 @@ using AppConfig::sqlite::Statement;
 constexpr int kRounds = 31;
 constexpr int kCommitsPerRound = 100;
 constexpr int kChangesPerRound = 50;  ///< of each client, of a crowd
-/// SQLite writes back into the database behind so many pages, and from then on over the same ones.
+/// SQLite writes back into the database after so many pages, and from then on over the same ones.
 constexpr int kPagesToCheckpoint = 1000;
 constexpr int kFullHistory = 10'500;  ///< changes until old ones are dropped for new ones
 

@@ -40,7 +40,7 @@ protected:
         setenv("CONFIGURATION_DIRECTORY", m_directory.path().c_str(), 1);
     }
     ~Service() override {
-        EXPECT_EQ(m_log.count(" to the service") + m_log.count("the service cannot "), 0U)
+        EXPECT_EQ(m_log.count(" by the service: ") + m_log.count("the service cannot "), 0U)
             << m_log.content() << "a rule uses what the schema lacks";
         m_provider.reset();
         AppConfig::Service::discardProcess();

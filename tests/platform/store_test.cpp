@@ -110,15 +110,15 @@ TEST_F(Store, RefusesInTheOrderOfItsChecksAndLogsEachRefusalOnce) {
     for (const auto& c : cases) {
         provide(c.variable, &m_first);
         EXPECT_EQ(set(c.role, {{c.variable, c.sValue}}), c.sReason + c.sShown + " failed 0");
-        EXPECT_GE(m_log.count("refused n." + pbcommon::printable(c.variable, 80) +
-                              " to uid 7, process 8 (me), role " + pbcommon::roleName(c.role) +
+        EXPECT_GE(m_log.count("refused change of n." + pbcommon::printable(c.variable, 80) +
+                              " by uid 7, process 8 (me), role " + pbcommon::roleName(c.role) +
                               ": " + c.sReason + "\n"),
                   1U);
         if (c.asked != nullptr) {
             asked.push_back(std::string("first isValid n.") + c.variable + " " + c.asked + " 0");
         }
     }
-    EXPECT_EQ(m_log.count("refused n."), std::size(cases) + 1);
+    EXPECT_EQ(m_log.count("refused change of n."), std::size(cases) + 1);
     EXPECT_EQ(m_trace, asked)
         << "whatever the requester may propose, in canonical form if it has one";
     m_first.bAccepts = false;

@@ -24,8 +24,9 @@ Service::Service(Schema schema, std::unique_ptr<Database> database)
 Service& Service::process() {
     std::unique_ptr<Service>& service = processSlot();
     if (service == nullptr) {
-        service = std::make_unique<Service>(loadSchema(),
-                                            std::make_unique<Database>(pbcommon::stateDirectory()));
+        // the state is locked before the schemas are read
+        auto database = std::make_unique<Database>(pbcommon::stateDirectory());
+        service = std::make_unique<Service>(loadSchema(), std::move(database));
     }
     return *service;
 }

@@ -10,8 +10,8 @@
 
 namespace AppConfig {
 
-/// What is behind AppCfgManager: the database, the store that works on it, and the requests that
-/// reach it, wired here and nowhere else. Threads as AppCfgManager.
+/// The implementation of AppCfgManager: the database, the store that works on it, and the requests
+/// that reach it, wired here and nowhere else. Threads as AppCfgManager.
 ///
 /// The first AppCfgManager::getInstance() makes the process's one, and so opens the database: every
 /// handler's constructor calls it, before the service starts.

@@ -30,8 +30,8 @@ inline constexpr std::chrono::seconds kFrameTime{30};
 // of the bytes that wait on a connection, besides one frame that comes in
 /// Answers collected before they are written; further frames wait.
 inline constexpr std::size_t kMaxUnwrittenBytes = std::size_t{64} << 10;
-/// News that wait for a client to read; what comes on top is missed.
-inline constexpr std::size_t kMaxUnreadNewsBytes = std::size_t{256} << 10;
+/// Events that wait for a client to read; further ones are missed.
+inline constexpr std::size_t kMaxUnreadEventBytes = std::size_t{256} << 10;
 
 }  // namespace pbcommon
 

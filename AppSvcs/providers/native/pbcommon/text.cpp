@@ -9,7 +9,7 @@ namespace {
 
 bool isContinuation(char c) { return (static_cast<unsigned char>(c) & 0xc0) == 0x80; }
 
-/// Smallest code point that a sequence of so many bytes may stand for.
+/// Smallest code point that a sequence of so many bytes may mean.
 constexpr std::array<char32_t, 5> kSmallestOfLength = {0, 0, 0x80, 0x800, 0x10000};
 
 /// Number of bytes of the well-formed UTF-8 character at the start of `text`, 0 without one.

@@ -129,8 +129,8 @@ int Database::readSettings(std::vector<Setting>& settings) {
             settings.push_back(
                 {.sVariable = rows.text(0), .aspect = *aspect, .content = contentIn(rows, 2)});
         } else {
-            logerr("cfgCommon", "stored %s of %s is left out: there is no such aspect\n",
-                   rows.text(1).c_str(), rows.text(0).c_str());
+            logerr("cfgCommon", "ignoring stored %s of %s: unknown aspect\n", rows.text(1).c_str(),
+                   rows.text(0).c_str());
         }
     }
     return rows.code();

@@ -126,7 +126,7 @@ std::vector<Effect> State::effects(std::size_t mark) const {
         const SecurityRole before =
             access == places.end() ? after
                                    : std::get<AccessLevel>(effects[access->second].before).read;
-        // that a variable appears or disappears may be told to whoever sees it on one side
+        // that a variable appears or disappears may be shown to whoever sees it on one side
         const bool bAccess = std::holds_alternative<AccessLevel>(effect.before);
         effect.lowestReader = bAccess ? std::min(before, after) : std::max(before, after);
     }

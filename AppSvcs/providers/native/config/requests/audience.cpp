@@ -14,12 +14,12 @@ bool Audience::mayRead(const std::string& sVariable) const {
 }
 
 bool Audience::mayHear(const std::string& sVariable, SecurityRole reader) const {
-    return m_role >= reader && (m_hears == Hears::kNews || mayRead(sVariable));
+    return m_role >= reader && (m_moment == Moment::kEvent || mayRead(sVariable));
 }
 
 /// In history what was not a secret when it was recorded may be one now.
 std::string Audience::masked(const std::string& sVariable, const std::string& sValue) const {
-    const Cell* const cell = m_hears == Hears::kHistory ? m_store.find(sVariable) : nullptr;
+    const Cell* const cell = m_moment == Moment::kHistory ? m_store.find(sVariable) : nullptr;
     return cell == nullptr ? sValue : shown(*cell, sValue);
 }
 

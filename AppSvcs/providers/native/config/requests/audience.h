@@ -16,14 +16,14 @@ class ConfigStore;
 /// of another change.
 class Audience {
 public:
-    enum class Hears {
-        kNews,     ///< right after the change: also that a variable appears or disappears
+    enum class Moment {
+        kEvent,    ///< right after the change: also that a variable appears or disappears
         kHistory,  ///< later: of what it could read then and can read now
     };
 
     /// @param store  borrowed
-    Audience(ConfigStore& store, SecurityRole role, Hears hears)
-        : m_store(store), m_role(role), m_hears(hears) {}
+    Audience(ConfigStore& store, SecurityRole role, Moment moment)
+        : m_store(store), m_role(role), m_moment(moment) {}
 
     /// Fills `told` with what the role may see of a change.
     /// @return whether that touches a variable whose address matches
@@ -41,7 +41,7 @@ private:
 
     ConfigStore& m_store;
     const SecurityRole m_role;
-    const Hears m_hears;
+    const Moment m_moment;
 };
 
 }  // namespace AppConfig

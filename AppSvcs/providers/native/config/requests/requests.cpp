@@ -106,7 +106,7 @@ bool ConfigRequests::tell(std::uint64_t nRevision, const PbUtility::Watcher& wat
                           pbcommon::Event& event) {
     const auto committed = m_store.committed();
     const Record& record = committed[nRevision - committed.front().nRevision];
-    return Audience(m_store, watcher.role, Audience::Hears::kNews)
+    return Audience(m_store, watcher.role, Audience::Moment::kEvent)
         .tell(record, watcher.sPattern, *event.mutable_change());
 }
 
@@ -168,7 +168,7 @@ PbUtility::Answer ConfigRequests::set(const Requester& requester, const Request&
     for (const Assignment& assignment : verdict.assignments) {
         showAssigned(assignment, answer);
     }
-    Audience(m_store, requester.role, Audience::Hears::kNews)
+    Audience(m_store, requester.role, Audience::Moment::kEvent)
         .tell(change.record(), *answer.mutable_effect());
     answer.set_reboot_needed(verdict.bRebootNeeded);
     if (reply.ByteSizeLong() + kRevisionBytes > pbcommon::kMaxMessageBytes) {
@@ -220,7 +220,7 @@ PbUtility::Answer ConfigRequests::watch(const Requester& requester, const Reques
     if (nSince + 1 < database.oldest()) {
         answer.set_oldest(database.oldest());
     }
-    const Audience audience(m_store, requester.role, Audience::Hears::kHistory);
+    const Audience audience(m_store, requester.role, Audience::Moment::kHistory);
     Page page(audience, watch.pattern(), 0, *answer.mutable_change());
     if (readPage(page, nSince + 1, nNewest, Database::Order::kOldestFirst, reply)) {
         answer.set_revision(page.revision());
@@ -237,7 +237,7 @@ PbUtility::Answer ConfigRequests::history(const Requester& requester, const Requ
         return {};
     }
     pbcommon::HistoryReply& answer = *reply.mutable_history();
-    const Audience audience(m_store, requester.role, Audience::Hears::kHistory);
+    const Audience audience(m_store, requester.role, Audience::Moment::kHistory);
     Page page(audience, history.pattern(), history.limit(), *answer.mutable_change());
     if (nBefore > database.oldest() &&
         readPage(page, database.oldest(), nBefore - 1, Database::Order::kNewestFirst, reply) &&
@@ -285,7 +285,7 @@ void ConfigRequests::explain(const Requester& requester, const Cell& cell, pbcom
         return;
     }
     reason.set_revision(kept.nRevision);
-    const Audience audience(m_store, requester.role, Audience::Hears::kHistory);
+    const Audience audience(m_store, requester.role, Audience::Moment::kHistory);
     (void)m_store.database().readHistory(
         kept.nRevision, kept.nRevision, Database::Order::kOldestFirst, [&](const Record& change) {
             (void)audience.tell(change, "*", *reason.mutable_change());

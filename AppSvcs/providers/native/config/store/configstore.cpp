@@ -25,7 +25,7 @@ ConfigStore::ConfigStore(Schema schema, Database& database)
     restoreState();
 }
 
-/// What is not admitted any more stays in the database until the variable is changed: a return to
+/// What is no longer admitted stays in the database until the variable is changed: a return to
 /// the former schema brings it back.
 void ConfigStore::restoreState() {
     std::set<std::string> secrets;
@@ -38,10 +38,10 @@ void ConfigStore::restoreState() {
     m_database.readSettings([this](const Setting& setting) {
         Cell* const cell = find(setting.sVariable);
         if (cell == nullptr) {
-            logwarn("cfgCommon", "stored %s of %s is left out: there is no such variable\n",
+            logwarn("cfgCommon", "ignoring stored %s of unknown variable %s\n",
                     aspectName(setting.aspect), setting.sVariable.c_str());
         } else if (!restore(m_state, *cell, setting)) {
-            logerr("cfgCommon", "stored %s of %s is none any more: the default holds\n",
+            logerr("cfgCommon", "stored %s of %s is no longer valid; using the default\n",
                    aspectName(setting.aspect), setting.sVariable.c_str());
         }
     });
@@ -77,7 +77,7 @@ const Cell* ConfigStore::read(const pbcommon::Requester& requester, const Addres
     if (cell != nullptr && cell->mayRead(requester.role)) {
         return cell;
     }
-    logRefusal(requester, address,
+    logRefusal("read", requester, address,
                {.code = kItemNotFound, .tags = {pbcommon::ERR_UNKNOWN_VARIABLE}});
     return nullptr;
 }
@@ -121,7 +121,7 @@ void ConfigStore::commitServiceWrites() {
 Cell* ConfigStore::findForService(const AddressView& address, const char* purpose) {
     Cell* const cell = m_state.find(address);
     if (cell == nullptr) {
-        logerr("cfgCommon", "the service cannot %s %s: there is no such variable\n", purpose,
+        logerr("cfgCommon", "the service cannot %s %s: unknown variable\n", purpose,
                printable(address).c_str());
     }
     return cell;
@@ -131,7 +131,7 @@ const Cell* ConfigStore::read(const AddressView& address) {
     return findForService(address, "read");
 }
 
-/// Also an unchanged value is told to the handlers: they set right what depends on it.
+/// The handlers are notified of an unchanged value, too: they set right what depends on it.
 eErrorT ConfigStore::write(const AddressView& address, const std::string& sValue,
                            ConfigResult* result) {
     Cell* const cell = m_state.find(address);
@@ -146,7 +146,8 @@ eErrorT ConfigStore::write(const AddressView& address, const std::string& sValue
         if (result != nullptr) {
             result->addResultMessage(tag);
         }
-        logerr("cfgCommon", "refused %s to the service: %s\n", printable(address).c_str(), tag);
+        logerr("cfgCommon", "refused change of %s by the service: %s\n", printable(address).c_str(),
+               tag);
         return code;
     }
     m_state.setValue(*cell, sCanonical);
@@ -164,7 +165,7 @@ eErrorT ConfigStore::offer(const AddressView& address, const std::vector<std::st
     };
     if (cell->row->kind() != pbcommon::ENUMERATION ||
         !std::all_of(options.begin(), options.end(), isOption)) {
-        logerr("cfgCommon", "refused options of %s to the service\n", cell->sAddress.c_str());
+        logerr("cfgCommon", "refused options of %s by the service\n", cell->sAddress.c_str());
         return kBadParameter;
     }
     if (m_state.setOffered(*cell, options) && m_cascade.hasConsumers(*cell)) {

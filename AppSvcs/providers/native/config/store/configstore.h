@@ -20,9 +20,9 @@
 
 namespace AppConfig {
 
-/// What is behind AppCfgManager: the schema's variables and the handlers registered for them; the
-/// service's own reads and writes; and where requesters' changes begin and are committed. Threads
-/// as AppCfgManager.
+/// The implementation of AppCfgManager: the schema's variables and the handlers registered for
+/// them; the service's own reads and writes; and where requesters' changes begin and are committed.
+/// Threads as AppCfgManager.
 ///
 /// A change is a Transaction. One that is kept holds in memory until commit() makes it durable with
 /// all others that wait, or undoes them together.

@@ -27,13 +27,13 @@ bool isOffered(const Cell& cell, std::string_view sValue) {
 
 }  // namespace
 
-void logRefusal(const pbcommon::Requester& requester, const AddressView& address,
+void logRefusal(const char* what, const pbcommon::Requester& requester, const AddressView& address,
                 const Verdict& verdict) {
     std::string sReason = pbcommon::describeCode(verdict.code);
     for (const std::string& sTag : verdict.tags) {
         sReason += " " + sTag;
     }
-    logwarn("cfgCommon", "refused %s to %s: %s\n", printable(address).c_str(),
+    logwarn("cfgCommon", "refused %s of %s by %s: %s\n", what, printable(address).c_str(),
             describe(requester).c_str(), sReason.c_str());
 }
 
@@ -41,7 +41,7 @@ Transaction::Transaction(const Ground& ground, const pbcommon::Requester& reques
                          std::size_t mark)
     : m_ground(ground), m_requester(requester), m_mode(mode), m_mark(mark) {
     if (m_mode == Mode::kRehearse) {
-        loginfo("cfgCommon", "rehearsal begins for %s: nothing of it stays\n",
+        loginfo("cfgCommon", "rehearsal begins for %s: nothing of it is kept\n",
                 describe(m_requester).c_str());
     }
 }
@@ -63,7 +63,7 @@ Verdict Transaction::apply(std::span<const Proposal> proposals) {
         return refuseAnswer(proposals.front());
     }
     if (verdict.code != kNoError) {
-        logRefusal(m_requester, proposals[*verdict.failed].address, verdict);
+        logRefusal("change", m_requester, proposals[*verdict.failed].address, verdict);
     }
     return verdict;
 }
@@ -169,7 +169,7 @@ bool Transaction::fillAndMeasure(std::span<const Assignment> assignments) {
 
 Verdict Transaction::refuseAnswer(const Proposal& first) const {
     Verdict verdict = refusal(pbcommon::ERR_ANSWER_TOO_LONG);
-    logRefusal(m_requester, first.address, verdict);
+    logRefusal("change", m_requester, first.address, verdict);
     return verdict;
 }
 

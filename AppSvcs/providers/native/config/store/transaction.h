@@ -39,8 +39,9 @@ enum class Mode {
     kRehearse,  ///< everything runs as for a change, and is never kept
 };
 
-/// Writes a refusal into the log: to whom, of which variable, and why.
-void logRefusal(const pbcommon::Requester& requester, const AddressView& address,
+/// Writes a refusal into the log: of what, of which variable, by whom, and why.
+/// @param what  "change" or "read"
+void logRefusal(const char* what, const pbcommon::Requester& requester, const AddressView& address,
                 const Verdict& verdict);
 
 /// A change under way: what it does holds in memory while this lives, and is undone with it unless

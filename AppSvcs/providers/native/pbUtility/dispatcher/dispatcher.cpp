@@ -117,8 +117,8 @@ eErrorT PbUtilsImpl::listen() {
     return kNoError;
 }
 
-/// Where the socket, its lock or their directory has been removed, nobody could reach the service
-/// any more: it listens anew. Connections that there are go on. Tried once: where it fails, they
+/// Where the socket, its lock or their directory has been removed, nobody could reach the service:
+/// it listens anew. Existing connections go on. Tried once: where it fails, they
 /// are all that is served.
 void PbUtilsImpl::keepPlace() {
     if (m_endpoint.isInPlace()) {

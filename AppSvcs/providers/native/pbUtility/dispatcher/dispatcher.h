@@ -32,8 +32,8 @@ enum class Served {
     kNoRequest,  ///< it cannot be read
 };
 
-/// What is behind PbUtils: one thread that runs an event loop over the listening socket and all
-/// connections. It accepts them, has their requests served in turn, and ends in order.
+/// The implementation of PbUtils: one thread that runs an event loop over the listening socket and
+/// all connections. It accepts them, has their requests served in turn, and ends in order.
 ///
 /// The public operations in the first group are called on the thread that constructed the object,
 /// those in the second on the dispatcher's thread.

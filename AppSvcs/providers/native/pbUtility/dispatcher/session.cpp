@@ -280,7 +280,7 @@ void Session::tell(Watch& watch, RequestHandler& handler, std::uint64_t nRevisio
         return;
     }
     news.set_id(watch.nId);
-    if (watch.nMissed > 0 || m_unsent.size() > pbcommon::kMaxUnreadNewsBytes ||
+    if (watch.nMissed > 0 || m_unsent.size() > pbcommon::kMaxUnreadEventBytes ||
         pbcommon::appendFrame(news, m_unsent) != kNoError) {
         ++watch.nMissed;
     }

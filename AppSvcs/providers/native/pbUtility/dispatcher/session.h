@@ -82,7 +82,7 @@ private:
         kServed,
         kIncomplete,  ///< the rest of the frame is to be read
         kWaits,       ///< resume() will be called
-        kEnded,       ///< no frame is served any more
+        kEnded,       ///< no further frame is served
     };
 
     void read();

@@ -46,7 +46,7 @@ public:
     /// Queues a session with an unserved frame, or held answers; it is resumed when requests may be
     /// served.
     void resumeLater(std::shared_ptr<Session> session) { m_waiting.push_back(std::move(session)); }
-    /// Nobody waits any more.
+    /// Nobody waits from now on.
     void clear() { m_waiting.clear(); }
 
 private:
