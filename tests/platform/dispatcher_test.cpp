@@ -112,6 +112,7 @@ TEST_F(Dispatcher, TellsAStalledWatcherWhatItMissedAndDelaysNobody) {
     for (int i = 0; i < 400; ++i) {
         ASSERT_NE(answer(maker, setFrame(std::to_string(i) + sMuch)), "none");
     }
+    watcher.send(RawClient::frame("watch { pattern: '*' }"));  // in the place of the first
     std::uint64_t nSeen = 0;
     pbcommon::Reply news;
     while (watcher.receive(news) && !news.event().has_missed()) {
@@ -119,6 +120,7 @@ TEST_F(Dispatcher, TellsAStalledWatcherWhatItMissedAndDelaysNobody) {
     }
     EXPECT_EQ(nSeen + news.event().missed(), 400U);
     EXPECT_GT(news.event().missed(), 0U);
+    EXPECT_EQ(answer(watcher), "0") << "after what the first watch has missed";
     maker.send(setFrame("next"));
     ASSERT_TRUE(watcher.receive(news));
     EXPECT_EQ(news.event().change().client(), "next");

@@ -243,6 +243,7 @@ eErrorT Session::watch(std::uint64_t nId, Watcher watcher) {
     const auto same = std::find_if(m_watches.begin(), m_watches.end(),
                                    [nId](const Watch& watch) { return watch.nId == nId; });
     if (same != m_watches.end()) {
+        addMissedNotices();  // before the reply: the new watch has not missed them
         same->watcher = std::move(watcher);
         return kNoError;
     }
