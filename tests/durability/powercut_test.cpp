@@ -5,7 +5,7 @@
 
 #include "AppConfigServiceProvider.h"
 #include "casename.h"
-#include "disk/sqlite.h"
+#include "disk/databasefile.h"
 #include "everything.h"
 #include "faultyvfs.h"
 #include "logfile.h"
@@ -195,7 +195,7 @@ private:
             everythingOf(Service(m_schema, std::make_unique<AppConfig::Database>(m_sCopy)).store());
         sqlite3* opened = nullptr;
         sqlite3_open((m_sCopy + "/appconfig.db").c_str(), &opened);
-        const AppConfig::sqlite::ConnectionT connection(opened);
+        const AppConfig::ConnectionT connection(opened);
         const auto add = [](void* rows, int nColumns, char** texts, char**) {
             for (int i = 0; i < nColumns; ++i) {
                 *static_cast<std::string*>(rows) += texts[i] == nullptr ? "-|" : texts[i] + "|"s;

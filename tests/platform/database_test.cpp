@@ -270,6 +270,7 @@ TEST_F(Durable, KeepsTheNewestTenThousandChangesAndTellsThemPageByPage) {
         EXPECT_EQ(reply.revision(), nSince);
     } while (m_others.watcher.sPattern.empty() && !HasFailure());
     EXPECT_EQ(nSince, kChanges);
+    EXPECT_FALSE(ask(kUser, "watch { pattern: '*' since: 350 }").watch().has_oldest()) << "no gap";
     EXPECT_EQ(textOf(ask(kUser, "watch { pattern: '*' since: 10351 }")),
               "kBadParameter (-3) ERR_UNKNOWN_REVISION");
 }

@@ -36,7 +36,8 @@ struct Listener : public ConsumerConfigHandler {
     std::vector<std::string> trace;
 };
 
-/// Narrows what `choice` offers, and locks it, once `open` is stored; twice, which is once.
+/// Narrows what `choice` offers, and locks it, once `open` is stored; again and again, which is
+/// once.
 struct Rule : public ProviderConfigHandler {
     explicit Rule(AppCfgManager& store) : manager(store) {}
 
@@ -44,7 +45,7 @@ struct Rule : public ProviderConfigHandler {
                SecurityRole, ConfigResult&) override {
         const SecurityRole user = kUser, system = kSystem;
         std::list<std::pair<ConfigVar, eErrorT>> errors;
-        for (int i = 0; i < 2; ++i) {
+        for (int i = 0; i < 3; ++i) {
             manager.setConfigOptions("n", 0, "choice", 0, {"a", "b"});
             manager.setAccessLevels({{"n", "choice"}}, &user, &system, errors);
         }

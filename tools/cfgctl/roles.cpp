@@ -14,8 +14,8 @@ std::vector<std::string> roleNames() {
 
 std::optional<pbcommon::Role> roleNamed(const std::string& sName) {
     const auto role = pbcommon::roleNamed(sName);
-    return role && *role <= pbcommon::kSystem ? std::optional(static_cast<pbcommon::Role>(*role))
-                                              : std::nullopt;
+    return role && *role <= AppConfig::kSystem ? std::optional(pbcommon::toMessage(*role))
+                                               : std::nullopt;
 }
 
 }  // namespace cfgctl

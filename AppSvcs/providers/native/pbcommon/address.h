@@ -35,8 +35,8 @@ std::optional<AddressView> parseAddress(std::string&& text) = delete;  // the vi
 /// As it is written, for a log record: it may be anybody's text.
 [[nodiscard]] std::string printable(const AddressView& address);
 
-/// Whether `text` fits `pattern`, in which each '*' stands for any text, also none, and every other
-/// character for itself, letter case ignored.
+/// Whether `text` fits `pattern`, in which each '*' matches any text, also none, and every other
+/// character itself, letter case ignored.
 [[nodiscard]] bool matchesPattern(std::string_view pattern, std::string_view text);
 
 }  // namespace pbcommon

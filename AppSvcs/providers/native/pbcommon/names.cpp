@@ -49,7 +49,10 @@ std::string describeCode(int nCode) {
 
 std::string roleName(int nRole) { return nameIn(kRoleNames, nRole); }
 
-std::optional<int> roleNamed(std::string_view sName) { return placeIn(kRoleNames, sName); }
+std::optional<AppConfig::SecurityRole> roleNamed(std::string_view sName) {
+    const auto place = placeIn(kRoleNames, sName);
+    return place ? std::optional(static_cast<AppConfig::SecurityRole>(*place)) : std::nullopt;
+}
 
 std::string causeName(int nCause) { return nameIn(kCauseNames, nCause); }
 

@@ -25,8 +25,8 @@ namespace pbcommon {
 
 /// A role's plain name ("user", "admin", "provisioning", "system", "startup"), or its number.
 [[nodiscard]] std::string roleName(int nRole);
-/// The role of a name; nothing for a text that is none.
-[[nodiscard]] std::optional<int> roleNamed(std::string_view sName);
+/// The role of a name; nothing for any other text.
+[[nodiscard]] std::optional<AppConfig::SecurityRole> roleNamed(std::string_view sName);
 
 /// Who makes something different, as the history keeps it: "start-up", "request", or the name of
 /// the handler's operation ("onSet", "change").

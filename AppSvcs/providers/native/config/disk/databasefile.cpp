@@ -15,6 +15,7 @@
 #include <utility>
 
 #include "disk/layout.h"
+#include "disk/sqlite.h"
 #include "disk/writeaheadlog.h"
 #include "logmsg.h"
 
@@ -108,6 +109,8 @@ DatabaseFile::IdentityT identityOf(const std::string& sPath) {
 }
 
 }  // namespace
+
+void ConnectionCloser::operator()(sqlite3* connection) const { sqlite3_close_v2(connection); }
 
 DatabaseFile::DatabaseFile() : m_sPath(":memory:") {
     m_bWritable =
@@ -322,7 +325,7 @@ DatabaseFile::Condition DatabaseFile::bringUp() {
 
 /// Goes on with a copy in memory of what can only be read, brought to this version.
 DatabaseFile::Condition DatabaseFile::bringUpCopy() {
-    const sqlite::ConnectionT file = std::move(m_connection);
+    const ConnectionT file = std::move(m_connection);
     int nCode = connect(":memory:", SQLITE_OPEN_READWRITE);
     if (nCode == SQLITE_OK) {
         sqlite3_backup* const copy =

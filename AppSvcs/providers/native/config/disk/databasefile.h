@@ -3,15 +3,23 @@
 
 #include <array>
 #include <cstdint>
+#include <memory>
 #include <optional>
 #include <string>
 #include <tuple>
 
 #include "ErrTypes.h"
-#include "disk/sqlite.h"
 #include "filelock.h"
 
+struct sqlite3;
+
 namespace AppConfig {
+
+/// Ends a connection with the object that owns it.
+struct ConnectionCloser {
+    void operator()(sqlite3* connection) const;
+};
+using ConnectionT = std::unique_ptr<sqlite3, ConnectionCloser>;
 
 /// Finds, guards and opens the store's database: "appconfig.db" in the state directory, for this
 /// user alone (directory 0700, file 0600), with the lock "appconfig.lock" beside it.
@@ -79,7 +87,7 @@ private:
 
     std::string m_sPath;
     pbcommon::FileLock m_lock;
-    sqlite::ConnectionT m_connection;
+    ConnectionT m_connection;
     int m_nVersion = 0;                ///< that the tables were found in; 0: there were none
     std::array<IdentityT, 2> m_known;  ///< of the database and its log
     bool m_bWritable = false;

@@ -7,6 +7,7 @@
 #include <span>
 #include <string>
 
+#include "disk/databasefile.h"
 #include "disk/sqlite.h"
 
 namespace AppConfig {
@@ -84,7 +85,7 @@ int makeTables(sqlite3* connection, int nFrom, int nTo) {
 int compareTables(sqlite3* connection, int nVersion, bool& bSame) {
     sqlite3* opened = nullptr;
     int nCode = sqlite3_open_v2(":memory:", &opened, SQLITE_OPEN_READWRITE, nullptr);
-    const sqlite::ConnectionT sample(opened);
+    const ConnectionT sample(opened);
     std::set<std::string> expected;
     std::set<std::string> found;
     nCode = nCode == SQLITE_OK ? makeTables(opened, 0, nVersion) : nCode;

@@ -10,12 +10,10 @@
 
 namespace AppConfig::sqlite {
 
-/// Ends what SQLite made with the object that owns it.
+/// Ends a statement with the object that owns it.
 struct Closer {
-    void operator()(sqlite3* connection) const { sqlite3_close_v2(connection); }
     void operator()(sqlite3_stmt* statement) const { sqlite3_finalize(statement); }
 };
-using ConnectionT = std::unique_ptr<sqlite3, Closer>;
 
 /// A statement that is being run. Whatever way its user leaves, the statement ends with this
 /// object: one that were left open would keep the "-wal" from being started over. The texts given,

@@ -6,7 +6,7 @@
 namespace AppConfig {
 
 /// Finds out whether a "-wal" is one that SQLite would take for empty, and write over, although it
-/// is not: its header is none, or what follows the header belongs to another log.
+/// is not: it has no valid header, or what follows the header belongs to another log.
 /// @param connection  in WAL mode or not; has read the database already, so that the log is open
 /// @param bStray      set on SQLITE_OK only
 /// @return SQLite's code

@@ -54,10 +54,10 @@ public:
                         const std::string& /*sVariable*/, int /*nVarInstance*/,
                         const std::list<std::string>& /*sValues*/,
                         const std::string& /*user_context*/) {}
-    /// A requester's change assigns the variable. kSubmitStart comes before the value is stored;
-    /// kSubmitEnd once all assignments of the change and all that follows from them have been
-    /// applied. What is stored meanwhile belongs to the change. A change that is refused gets no
-    /// kSubmitEnd: it is undone, with all that was done for it.
+    /// A requester's change assigns the variable, once for each assignment of it. kSubmitStart
+    /// comes before the value is stored; kSubmitEnd once all assignments of the change and all that
+    /// follows from them have been applied. What is stored meanwhile belongs to the change. A
+    /// change that is refused gets no kSubmitEnd: it is undone, with all that was done for it.
     virtual void submit(const std::string& /*sNode*/, int /*nNodeInstance*/,
                         const std::string& /*sVariable*/, int /*nVarInstance*/,
                         AppConfig::AppCfgManager::SubmitNtfyType /*type*/,

@@ -50,6 +50,15 @@ AspectState asTheSchemaHasIt(const Cell& cell, pbcommon::Aspect aspect) {
                        .write = pbcommon::roleOf(row.write())};
 }
 
+bool restoreValue(State& state, Cell& cell, const std::string& sKept) {
+    std::string sValue;
+    if (canonicalise(*cell.row, sKept, sValue) != nullptr) {
+        return false;
+    }
+    state.setValue(cell, std::move(sValue));
+    return true;
+}
+
 bool restoreOptions(State& state, Cell& cell, const TextsT& options) {
     const auto isOption = [&cell](const std::string& sOption) {
         return isDefaultOption(*cell.row, sOption);
@@ -68,8 +77,7 @@ bool restoreAccess(State& state, Cell& cell, const TextsT& roles) {
     if (!read || !write) {
         return false;
     }
-    state.setAccess(cell, {.read = static_cast<SecurityRole>(*read),
-                           .write = static_cast<SecurityRole>(*write)});
+    state.setAccess(cell, {.read = *read, .write = *write});
     return true;
 }
 
@@ -101,7 +109,7 @@ void splitTexts(const std::string& sText, pbcommon::Aspect aspect, TextsT& texts
 }
 
 Setting settingOf(const Cell& cell, pbcommon::Aspect aspect) {
-    const AspectState now = present(cell, static_cast<std::size_t>(aspect));
+    const AspectState now = present(cell, aspect);
     // a value is kept also when it is the default: somebody chose it
     const bool bAsInSchema = aspect != pbcommon::VALUE && now == asTheSchemaHasIt(cell, aspect);
     return {.sVariable = cell.sAddress,
@@ -120,15 +128,13 @@ bool restore(State& state, Cell& cell, const Setting& setting) {
             return restoreOptions(state, cell, texts);
         case pbcommon::ACCESS:
             return restoreAccess(state, cell, texts);
-        default: {
-            std::string sValue;
-            if (canonicalise(*cell.row, *setting.content, sValue) != nullptr) {
-                return false;
-            }
-            state.setValue(cell, std::move(sValue));
-            return true;
-        }
+        case pbcommon::VALUE:
+            return restoreValue(state, cell, *setting.content);
+        case pbcommon::Aspect_INT_MIN_SENTINEL_DO_NOT_USE_:
+        case pbcommon::Aspect_INT_MAX_SENTINEL_DO_NOT_USE_:
+            break;
     }
+    return false;
 }
 
 bool holds(const Cell& cell, const Setting& kept) {

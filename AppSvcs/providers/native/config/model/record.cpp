@@ -21,7 +21,7 @@ std::int64_t nowMicroseconds() {
 RecordedEffect recorded(const Effect& effect) {
     const Cell* const trigger = effect.cause.trigger;
     return {.sVariable = effect.cell->sAddress,
-            .aspect = static_cast<pbcommon::Aspect>(effect.before.index()),
+            .aspect = aspectOf(effect.before),
             .sBefore = shown(*effect.cell, effect.before),
             .sAfter = shown(*effect.cell, effect.after),
             .cause = effect.cause.call,
@@ -29,6 +29,25 @@ RecordedEffect recorded(const Effect& effect) {
             .reader = effect.lowestReader,
             // before another change that shares the commit
             .triggerReader = trigger == nullptr ? kUser : trigger->access.read};
+}
+
+std::size_t maxBytes(const Record& record) {
+    constexpr std::size_t kOfARecord = 64;  // numbers, lengths and tags
+    constexpr std::size_t kOfAnEntry = 32;
+    constexpr std::size_t kOfALine = 4;
+    std::size_t nBytes = kOfARecord + record.requester.sClient.size();
+    for (const RecordedAssignment& assignment : record.assignments) {
+        nBytes += kOfAnEntry + assignment.sVariable.size() + assignment.sValue.size();
+    }
+    for (const RecordedEffect& effect : record.effects) {
+        nBytes += kOfAnEntry + effect.sVariable.size() + effect.sTrigger.size();
+        for (const std::string& sText : {std::cref(effect.sBefore), std::cref(effect.sAfter)}) {
+            // in a message each line of a list is a text of its own
+            nBytes +=
+                sText.size() + kOfALine * static_cast<std::size_t>(std::ranges::count(sText, '\n'));
+        }
+    }
+    return nBytes;
 }
 
 }  // namespace
@@ -45,25 +64,7 @@ void fillRecord(Record& record, const pbcommon::Requester& requester,
     }
     record.effects.clear();
     std::ranges::transform(effects, std::back_inserter(record.effects), recorded);
-}
-
-std::size_t Record::maxBytes() const {
-    constexpr std::size_t kOfARecord = 64;  // numbers, lengths and tags
-    constexpr std::size_t kOfAnEntry = 32;
-    constexpr std::size_t kOfALine = 4;
-    std::size_t nBytes = kOfARecord + requester.sClient.size();
-    for (const RecordedAssignment& assignment : assignments) {
-        nBytes += kOfAnEntry + assignment.sVariable.size() + assignment.sValue.size();
-    }
-    for (const RecordedEffect& effect : effects) {
-        nBytes += kOfAnEntry + effect.sVariable.size() + effect.sTrigger.size();
-        for (const std::string& sText : {std::cref(effect.sBefore), std::cref(effect.sAfter)}) {
-            // in a message each line of a list is a text of its own
-            nBytes +=
-                sText.size() + kOfALine * static_cast<std::size_t>(std::ranges::count(sText, '\n'));
-        }
-    }
-    return nBytes;
+    record.nMaxBytes = maxBytes(record);
 }
 
 // ---- as the database keeps it ----------------------------------------------------------------
@@ -154,7 +155,7 @@ void addDetail(Record& record, const DetailT& detail) {
 }
 
 SecurityRole roleKept(const std::string& sName) {
-    return static_cast<SecurityRole>(pbcommon::roleNamed(sName).value_or(kStartup));
+    return pbcommon::roleNamed(sName).value_or(kStartup);
 }
 
 }  // namespace AppConfig

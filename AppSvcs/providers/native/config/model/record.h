@@ -50,9 +50,7 @@ struct Record {
     pbcommon::Requester requester{};
     std::vector<RecordedAssignment> assignments{};
     std::vector<RecordedEffect> effects{};
-
-    /// What it takes in a message, at most.
-    [[nodiscard]] std::size_t maxBytes() const;
+    std::size_t nMaxBytes = 0;  ///< what it takes in a message, at most; of one just filled
 };
 
 /// Fills a record, its revision left out. Its memory is used again.

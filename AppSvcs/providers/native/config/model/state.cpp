@@ -6,19 +6,23 @@
 #include <utility>
 
 #include "address.h"
+#include "names.h"
 #include "text.h"
 
 namespace AppConfig {
 
-AspectState present(const Cell& cell, std::size_t nAspect) {
-    switch (nAspect) {
-        case 0:
-            return cell.sValue;
-        case 1:
+AspectState present(const Cell& cell, pbcommon::Aspect aspect) {
+    switch (aspect) {
+        case pbcommon::OPTIONS:
             return cell.offered;
-        default:
+        case pbcommon::ACCESS:
             return cell.access;
+        case pbcommon::VALUE:
+        case pbcommon::Aspect_INT_MIN_SENTINEL_DO_NOT_USE_:
+        case pbcommon::Aspect_INT_MAX_SENTINEL_DO_NOT_USE_:
+            break;
     }
+    return cell.sValue;
 }
 
 std::size_t State::NameHash::operator()(const Name& name) const {
@@ -53,8 +57,8 @@ State::State(const Schema& schema) {
                      .sAddress = pbcommon::formatAddress({row.node(), nNode, row.name(), nVar}),
                      .sValue = row.default_value(),
                      .offered = {row.option().begin(), row.option().end()},
-                     .access = {.read = static_cast<SecurityRole>(row.read()),
-                                .write = static_cast<SecurityRole>(row.write())}});
+                     .access = {.read = pbcommon::roleOf(row.read()),
+                                .write = pbcommon::roleOf(row.write())}});
             }
         }
         ++nRow;
@@ -115,7 +119,7 @@ std::vector<Effect> State::effects(std::size_t mark) const {
         if (bFirst) {
             effects.push_back({.cell = old.cell,
                                .before = old.was,
-                               .after = present(*old.cell, old.was.index()),
+                               .after = present(*old.cell, aspectOf(old.was)),
                                .cause = old.cause});
         }
         effects[place->second].cause = old.cause;

@@ -46,8 +46,12 @@ struct Cell {
 /// level, in the order of the aspects on the wire.
 using AspectState = std::variant<std::string, std::vector<std::string>, AccessLevel>;
 
-/// An aspect as it is now. @param nAspect  index of its alternative
-[[nodiscard]] AspectState present(const Cell& cell, std::size_t nAspect);
+[[nodiscard]] inline pbcommon::Aspect aspectOf(const AspectState& state) {
+    return static_cast<pbcommon::Aspect>(state.index());
+}
+
+/// An aspect as it is now.
+[[nodiscard]] AspectState present(const Cell& cell, pbcommon::Aspect aspect);
 
 /// Who made something different: the service when it started, the request itself, or a handler that
 /// was notified of a variable.

@@ -278,8 +278,7 @@ PbUtility::Answer ConfigRequests::why(const Requester& requester, const Request&
 void ConfigRequests::explain(const Requester& requester, const Cell& cell, pbcommon::Aspect aspect,
                              pbcommon::Reason& reason) {
     reason.set_aspect(aspect);
-    splitTexts(shown(cell, present(cell, static_cast<std::size_t>(aspect))), aspect,
-               *reason.mutable_now());
+    splitTexts(shown(cell, present(cell, aspect)), aspect, *reason.mutable_now());
     Setting kept{.sVariable = cell.sAddress, .aspect = aspect};
     if (!m_store.database().find(kept) || !holds(cell, kept)) {
         return;

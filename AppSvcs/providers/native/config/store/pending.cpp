@@ -13,7 +13,7 @@ namespace {
 /// Large records are freed rather than reused, so that a burst does not pin memory.
 bool isLarge(const Record& record) {
     constexpr std::size_t kMaxKeptBytes = 4096;
-    return record.maxBytes() > kMaxKeptBytes;
+    return record.nMaxBytes > kMaxKeptBytes;
 }
 
 }  // namespace
@@ -28,9 +28,8 @@ Record& Pending::next() {
 std::uint64_t Pending::add(std::span<const Effect> effects) {
     const std::uint64_t nRevision = m_database.newest() + m_nWaiting + 1;
     for (const Effect& effect : effects) {
-        m_touched.push_back({.cell = effect.cell,
-                             .aspect = static_cast<pbcommon::Aspect>(effect.before.index()),
-                             .nRevision = nRevision});
+        m_touched.push_back(
+            {.cell = effect.cell, .aspect = aspectOf(effect.before), .nRevision = nRevision});
     }
     m_records[m_nWaiting++].nRevision = nRevision;
     return nRevision;

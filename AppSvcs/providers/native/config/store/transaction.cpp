@@ -140,11 +140,11 @@ Verdict Transaction::proposeAndStore(Cell& cell, std::string sValue, ConfigResul
     if (tag != nullptr) {
         return refusal(tag);
     }
+    m_ground.cascade.submit(cell, AppCfgManager::kSubmitStart, m_requester.sClient);
     if (!isOffered(cell, sValue)) {
         return refusal(pbcommon::ERR_NOT_OFFERED);
     }
     const bool bRebootNeeded = result.getIsRebootNeeded();
-    m_ground.cascade.submit(cell, AppCfgManager::kSubmitStart, m_requester.sClient);
     m_ground.state.setCause({.call = pbcommon::REQUEST});
     m_ground.state.setValue(cell, sValue);
     assignments.push_back({.cell = &cell, .sValue = sValue});
@@ -164,7 +164,7 @@ bool Transaction::fillAndMeasure(std::span<const Assignment> assignments) {
     m_effects = m_ground.state.effects(m_mark);
     m_record = &m_ground.pending.next();
     fillRecord(*m_record, m_requester, assignments, m_effects);
-    return m_record->maxBytes() <= pbcommon::kMaxChangeBytes;
+    return m_record->nMaxBytes <= pbcommon::kMaxChangeBytes;
 }
 
 Verdict Transaction::refuseAnswer(const Proposal& first) const {
