@@ -77,7 +77,7 @@ const Cell* ConfigStore::read(const pbcommon::Requester& requester, const Addres
     if (cell != nullptr && cell->mayRead(requester.role)) {
         return cell;
     }
-    logRefusal("read", requester, address,
+    logRefusal("read", describe(requester), address,
                {.code = kItemNotFound, .tags = {pbcommon::ERR_UNKNOWN_VARIABLE}});
     return nullptr;
 }

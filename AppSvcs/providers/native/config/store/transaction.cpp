@@ -27,14 +27,14 @@ bool isOffered(const Cell& cell, std::string_view sValue) {
 
 }  // namespace
 
-void logRefusal(const char* what, const pbcommon::Requester& requester, const AddressView& address,
+void logRefusal(const char* what, const std::string& sRequester, const AddressView& address,
                 const Verdict& verdict) {
     std::string sReason = pbcommon::describeCode(verdict.code);
     for (const std::string& sTag : verdict.tags) {
         sReason += " " + sTag;
     }
     logwarn("cfgCommon", "refused %s of %s by %s: %s\n", what, printable(address).c_str(),
-            describe(requester).c_str(), sReason.c_str());
+            sRequester.c_str(), sReason.c_str());
 }
 
 Transaction::Transaction(const Ground& ground, const pbcommon::Requester& requester, Mode mode,
@@ -42,7 +42,7 @@ Transaction::Transaction(const Ground& ground, const pbcommon::Requester& reques
     : m_ground(ground), m_requester(requester), m_mode(mode), m_mark(mark) {
     if (m_mode == Mode::kRehearse) {
         loginfo("cfgCommon", "rehearsal begins for %s: nothing of it is kept\n",
-                describe(m_requester).c_str());
+                requesterText().c_str());
     }
 }
 
@@ -53,7 +53,7 @@ Transaction::~Transaction() {
         m_ground.pending.drop();
     }
     if (m_mode == Mode::kRehearse) {
-        loginfo("cfgCommon", "rehearsal ends for %s\n", describe(m_requester).c_str());
+        loginfo("cfgCommon", "rehearsal ends for %s\n", requesterText().c_str());
     }
 }
 
@@ -63,7 +63,7 @@ Verdict Transaction::apply(std::span<const Proposal> proposals) {
         return refuseAnswer(proposals.front());
     }
     if (verdict.code != kNoError) {
-        logRefusal("change", m_requester, proposals[*verdict.failed].address, verdict);
+        logRefusal("change", requesterText(), proposals[*verdict.failed].address, verdict);
     }
     return verdict;
 }
@@ -119,7 +119,7 @@ Verdict Transaction::apply(const Proposal& proposal, std::vector<Assignment>& as
     }
     ConfigResult result;
     if (m_ground.handlers.of(*cell).provider != nullptr) {  // nobody else is lent it
-        result.setServerContext(describe(m_requester));
+        result.setServerContext(requesterText());
         result.setClientName(m_requester.sClient);
     }
     return proposeAndStore(*cell, std::string(proposal.sValue), result, assignments);
@@ -167,9 +167,16 @@ bool Transaction::fillAndMeasure(std::span<const Assignment> assignments) {
     return m_record->nMaxBytes <= pbcommon::kMaxChangeBytes;
 }
 
-Verdict Transaction::refuseAnswer(const Proposal& first) const {
+const std::string& Transaction::requesterText() {
+    if (m_sRequesterText.empty()) {
+        m_sRequesterText = describe(m_requester);
+    }
+    return m_sRequesterText;
+}
+
+Verdict Transaction::refuseAnswer(const Proposal& first) {
     Verdict verdict = refusal(pbcommon::ERR_ANSWER_TOO_LONG);
-    logRefusal("change", m_requester, first.address, verdict);
+    logRefusal("change", requesterText(), first.address, verdict);
     return verdict;
 }
 

@@ -40,8 +40,9 @@ enum class Mode {
 };
 
 /// Writes a refusal into the log: of what, of which variable, by whom, and why.
-/// @param what  "change" or "read"
-void logRefusal(const char* what, const pbcommon::Requester& requester, const AddressView& address,
+/// @param what        "change" or "read"
+/// @param sRequester  as describe() has it
+void logRefusal(const char* what, const std::string& sRequester, const AddressView& address,
                 const Verdict& verdict);
 
 /// A change under way: what it does holds in memory while this lives, and is undone with it unless
@@ -81,7 +82,7 @@ public:
     /// Of an accepted change: complete but for its revision. Valid until keep(), or this ends.
     [[nodiscard]] const Record& record() const { return *m_record; }
     /// Refuses it after all, since its answer does not fit into a message. Logged.
-    [[nodiscard]] Verdict refuseAnswer(const Proposal& first) const;
+    [[nodiscard]] Verdict refuseAnswer(const Proposal& first);
     /// Lets an accepted change wait for the commit.
     /// @return its revision; 0: it has made nothing different, or is a rehearsal
     std::uint64_t keep();
@@ -92,6 +93,8 @@ private:
     [[nodiscard]] Verdict proposeAndStore(Cell& cell, std::string sValue, ConfigResult& result,
                                           std::vector<Assignment>& assignments);
     [[nodiscard]] eErrorT endSubmission(std::span<const Assignment> assignments);
+    /// The requester as log records have it; made when it is first needed.
+    [[nodiscard]] const std::string& requesterText();
     /// @return whether all that tells of it later has room for it
     [[nodiscard]] bool fillAndMeasure(std::span<const Assignment> assignments);
 
@@ -99,6 +102,7 @@ private:
     const pbcommon::Requester& m_requester;
     const Mode m_mode;
     const std::size_t m_mark;
+    std::string m_sRequesterText;
     std::vector<Effect> m_effects;
     Record* m_record = nullptr;
     bool m_bKept = false;
