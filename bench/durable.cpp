@@ -8,13 +8,14 @@
 #include "bench.h"
 #include "client.h"
 #include "daemon.h"
+#include "disk/databasefile.h"
 #include "disk/sqlite.h"
 
 namespace bench {
 
 namespace {
 
-using AppConfig::sqlite::ConnectionT;
+using AppConfig::ConnectionT;
 using AppConfig::sqlite::Statement;
 
 constexpr int kRounds = 31;
