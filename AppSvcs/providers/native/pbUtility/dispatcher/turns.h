@@ -14,9 +14,8 @@ namespace PbUtility {
 
 /// Whose request is served now, who waits, and the commit that changes share.
 ///
-///         uncommitted answer            commit               everybody else has been served
-///    kAll ------------------> kChanges ---------> kOthers ----------------------------------->
-///    kAll
+///         uncommitted answer            commit          the others are served
+///    kAll ------------------> kChanges ---------> kOthers ------------------> kAll
 ///
 /// From the first uncommitted answer on changes only are served, and all their answers are held;
 /// then comes the commit, which is one for all of them; then their answers go out, the watchers'
