@@ -3,7 +3,7 @@
 
 #include <gmock/gmock.h>
 
-#include <sstream>
+#include <functional>
 
 #include "recordingplatform.h"
 
@@ -17,11 +17,13 @@ using Lines = std::vector<std::string>;
 const Lines kTrue = {"true", "TRUE"}, kNotTrue = {"false", "False", "1", ""}, kNone = {"-"};
 const Lines kFalse = {"false", "False"}, kNotFalse = {"true", "TRUE", "1", ""};
 
+constexpr char on[] = "true", off[] = "false";  // states of a switch
+
 struct RowT {
-    std::string states;  ///< of the table's variables: "+,-,text"; a sign is a truth value
-    Lines settings;      ///< to try, "node/variable" each,
-    Lines texts;         ///< with each of these values: all come to the same
-    std::string lines;   ///< of the trace
+    Lines states;       ///< of the table's variables, a column each; one left out is empty
+    Lines settings;     ///< to try, "node/variable" each,
+    Lines texts;        ///< with each of these values: all come to the same
+    std::string lines;  ///< of the trace
     int nNodeInstance = 6;
 };
 
@@ -51,31 +53,29 @@ inline void call(ProviderConfigHandler&& handler, const ChangeT& change, bool bP
         bValid, int{result.getErrorCode()}, result.getIsRebootNeeded(), result.getErrorTags())));
 }
 
-/// @param variables  whose states the rows give
+/// @param variables  whose states the row gives
 /// @param act        makes the call and gives its entry's log line, empty without one
-template <typename Act>
-void expectRows(const Lines& variables, const Act& act, const std::vector<RowT>& rows) {
-    const auto expectLines = [&](const RowT& row, const std::string& setting,
-                                 const std::string& text) {
-        recording() = {};
-        std::istringstream states(row.states);
-        for (const std::string& variable : variables) {
-            std::string state;
-            std::getline(states, state, ',');
-            recording().values[variable] = state == "+" ? "true" : state == "-" ? "false" : state;
-        }
-        const size_t slash = setting.find('/');
-        ChangeT change = {
-            setting.substr(0, slash), setting.substr(slash + 1), {}, row.nNodeInstance};
-        if (text != "-") change.values = {text, "other"};  // only the first counts
-        const std::string expected = act(change) + row.lines;
-        std::string lines;
-        for (const std::string& line : recording().trace) lines += line + "\n";
-        EXPECT_EQ(lines, expected) << setting << "=" << text << " with " << row.states;
-    };
+inline void expectRow(const Lines& variables, const std::function<std::string(ChangeT)>& act,
+                      const RowT& row, const std::string& setting, const std::string& text) {
+    recording() = {};
+    for (size_t i = 0; i < row.states.size(); ++i) {
+        recording().values[variables.at(i)] = row.states[i];
+    }
+    const size_t slash = setting.find('/');
+    ChangeT change = {setting.substr(0, slash), setting.substr(slash + 1), {}, row.nNodeInstance};
+    if (text != "-") change.values = {text, "other"};  // only the first counts
+    const std::string expected = act(change) + row.lines;
+    std::string lines;
+    for (const std::string& line : recording().trace) lines += line + "\n";
+    EXPECT_EQ(lines, expected) << setting << "=" << text << ", "
+                               << testing::PrintToString(row.states);
+}
+
+inline void expectRows(const Lines& variables, const std::function<std::string(ChangeT)>& act,
+                       const std::vector<RowT>& rows) {
     for (const RowT& row : rows) {
         for (const std::string& setting : row.settings) {
-            for (const std::string& text : row.texts) expectLines(row, setting, text);
+            for (const std::string& text : row.texts) expectRow(variables, act, row, setting, text);
         }
     }
 }

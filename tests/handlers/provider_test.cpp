@@ -39,29 +39,30 @@ TEST_P(ServiceStart, ConnectsThenRegistersThenDispatches) {
     };
     // clang-format off
     const std::vector<std::string> registrations = {
-        "provider management.snmp/enabled AppConfigProvider::SNMPConfigHandler",
-        "provider management.snmp/versionone AppConfigProvider::SNMPConfigHandler",
-        "provider management.snmp/versiontwo AppConfigProvider::SNMPConfigHandler",
-        "provider management.snmp/versionthree AppConfigProvider::SNMPConfigHandler",
-        "provider comm.callsetting.callfeatures/fips140enable AppConfigProvider::SNMPConfigHandler",
-        "provider management.snmp/listeningport AppConfigProvider::SNMPConfigHandler",
-        "provider management.snmp.traptarget/targetport AppConfigProvider::SNMPConfigHandler",
-        "provider uicontrol.apps.inacalllayout/timemode AppConfigProvider::UICntrlConfigHandler",
-        "provider uicontrol.vantortouch.homescreen/enabled AppConfigProvider::VantorTouchConfigHandler",
-        "consumer uicontrol.apps.recentcalls/enabled AppConfigProvider::VantorTouchConfigNotificationHandler",
-        "consumer uicontrol.apps.home/showspeeddial AppConfigProvider::VantorTouchConfigNotificationHandler",
-        "consumer uicontrol.vantortouch.homescreen/enabled AppConfigProvider::VantorTouchConfigNotificationHandler",
-        "provider uicontrol.apps.recentcalls/enabled AppConfigProvider::UICntrlConfigHandler",
-        "provider security.accesscontrol/userloginrequired AppConfigProvider::UICntrlConfigHandler",
-        "provider uicontrol.apps.menu/showsysteminfo AppConfigProvider::UICntrlConfigHandler",
+        "provider management.snmp/enabled SNMPConfigHandler",
+        "provider management.snmp/versionone SNMPConfigHandler",
+        "provider management.snmp/versiontwo SNMPConfigHandler",
+        "provider management.snmp/versionthree SNMPConfigHandler",
+        "provider comm.callsetting.callfeatures/fips140enable SNMPConfigHandler",
+        "provider management.snmp/listeningport SNMPConfigHandler",
+        "provider management.snmp.traptarget/targetport SNMPConfigHandler",
+        "provider uicontrol.apps.inacalllayout/timemode UICntrlConfigHandler",
+        "provider uicontrol.vantortouch.homescreen/enabled VantorTouchConfigHandler",
+        "consumer uicontrol.apps.recentcalls/enabled VantorTouchConfigNotificationHandler",
+        "consumer uicontrol.apps.home/showspeeddial VantorTouchConfigNotificationHandler",
+        "consumer uicontrol.vantortouch.homescreen/enabled VantorTouchConfigNotificationHandler",
+        "provider uicontrol.apps.recentcalls/enabled UICntrlConfigHandler",
+        "provider security.accesscontrol/userloginrequired UICntrlConfigHandler",
+        "provider uicontrol.apps.menu/showsysteminfo UICntrlConfigHandler",
     };
     // clang-format on
-    for (const std::string& row : registrations) expected.push_back("register " + row);
-    for (const char* const read :
-         {"uicontrol.apps.home/showspeeddial", "uicontrol.apps.recentcalls/enabled",
-          "uicontrol.apps.home/office365uienabled"}) {
-        expected.push_back(std::string("bool ") + read);
+    for (const std::string& row : registrations) {
+        expected.push_back("register " + row);
+        expected.back().insert(row.rfind(' ') + 10, "AppConfigProvider::");
     }
+    expected.insert(expected.end(), {"bool uicontrol.apps.home/showspeeddial",
+                                     "bool uicontrol.apps.recentcalls/enabled",
+                                     "bool uicontrol.apps.home/office365uienabled"});
     EXPECT_THAT(trace(), ElementsAreArray(expected));
     std::set<ProviderConfigHandler*> handlers;
     for (const auto& [setting, handler] : recording().providers) handlers.insert(handler);
