@@ -1,5 +1,6 @@
 #include "address.h"
 
+#include <algorithm>
 #include <charconv>
 #include <cstddef>
 
@@ -98,25 +99,35 @@ std::string printable(const AddressView& address) {
 }
 
 bool matchesPattern(std::string_view pattern, std::string_view text) {
-    std::size_t p = 0;
-    std::size_t t = 0;
-    std::size_t star = std::string_view::npos;  // last '*' met, and where its text ends
-    std::size_t starEnd = 0;
-    while (t < text.size()) {
-        if (p < pattern.size() && pattern[p] == '*') {
-            star = p++;
-            starEnd = t;
-        } else if (p < pattern.size() && lower(pattern[p]) == lower(text[t])) {
-            ++p;
-            ++t;
-        } else if (star != std::string_view::npos) {
-            p = star + 1;
-            t = ++starEnd;
-        } else {
+    const auto same = [](char a, char b) { return lower(a) == lower(b); };
+    const auto isAt = [&](std::string_view part, std::size_t place) {
+        return std::ranges::equal(part, text.substr(place, part.size()), same);
+    };
+    const std::size_t first = pattern.find('*');
+    if (first == std::string_view::npos) {
+        return isAt(pattern, 0) && pattern.size() == text.size();
+    }
+    // what comes before the first star and after the last one has its place; between them each part
+    // is looked for from where the one before it ends
+    const std::string_view head = pattern.substr(0, first);
+    const std::string_view tail = pattern.substr(pattern.rfind('*') + 1);
+    if (head.size() + tail.size() > text.size() || !isAt(head, 0) ||
+        !isAt(tail, text.size() - tail.size())) {
+        return false;
+    }
+    text = text.substr(head.size(), text.size() - head.size() - tail.size());
+    pattern = pattern.substr(first, pattern.size() - first - tail.size());
+    while (!pattern.empty()) {
+        pattern.remove_prefix(1);
+        const std::string_view part = pattern.substr(0, pattern.find('*'));
+        const auto found = std::ranges::search(text, part, same);
+        if (found.empty() && !part.empty()) {
             return false;
         }
+        text = text.substr(static_cast<std::size_t>(found.end() - text.begin()));
+        pattern.remove_prefix(part.size());
     }
-    return pattern.find_first_not_of('*', p) == std::string_view::npos;
+    return true;
 }
 
 }  // namespace pbcommon
