@@ -58,7 +58,8 @@ protected:
 
 TEST_F(Limits, RefuseConnectionsAndWatchersBeyondThemUntilOthersLeave) {
     start();
-    EXPECT_EQ(served(getuid(), pbcommon::kMaxConnections + 20), pbcommon::kMaxConnections);
+    const auto limits = pbcommon::limitsOf(AppConfig::kSystem);
+    EXPECT_EQ(served(getuid(), limits.nConnections + 20), limits.nConnections);
     const RawClient refused(socketPath());
     pbcommon::Reply reply;
     ASSERT_TRUE(refused.receive(reply));
@@ -69,10 +70,10 @@ TEST_F(Limits, RefuseConnectionsAndWatchersBeyondThemUntilOthersLeave) {
               1U);
     EXPECT_EQ(m_log.count("too many"), 1U) << "a flood does not reach the log";
     const std::string sWatch = RawClient::frame("watch { pattern: '*' }");
-    for (std::size_t i = 0; i < pbcommon::kMaxWatches; ++i) {
+    for (std::size_t i = 0; i < limits.nWatches; ++i) {
         ASSERT_EQ(answer(m_clients[i], sWatch), "0") << i;
     }
-    const RawClient& late = m_clients[pbcommon::kMaxWatches];
+    const RawClient& late = m_clients[limits.nWatches];
     EXPECT_EQ(answer(late, sWatch), "ERR_TOO_MANY_WATCHERS");
     EXPECT_EQ(answer(m_clients[0], sWatch), "0") << "takes the place of the watch with its id";
     EXPECT_EQ(answer(m_clients[0], RawClient::frame("id: 1 watch {}")), "ERR_TOO_MANY_WATCHERS");
@@ -84,12 +85,23 @@ TEST_F(Limits, KeepAUserFromTheOthersShareAndAllUsersFromTheSystems) {
     if (getuid() != 0) GTEST_SKIP() << "only root can be somebody else";
     std::filesystem::permissions(m_directory.path(), std::filesystem::perms(0711));
     start();
+    const auto limits = pbcommon::limitsOf(AppConfig::kUser);
     uid_t uid = 65500;
-    for (std::size_t nLeft = pbcommon::kMaxConnectionsOfUsers; nLeft > 0; ++uid) {
-        const std::size_t nShare = std::min(nLeft, pbcommon::kMaxConnectionsPerUser);
-        ASSERT_EQ(served(uid, pbcommon::kMaxConnectionsPerUser + 1), nShare) << uid;
+    for (std::size_t nLeft = limits.nConnections; nLeft > 0; ++uid) {
+        const std::size_t nShare = std::min(nLeft, limits.nConnectionsPerUser);
+        ASSERT_EQ(served(uid, limits.nConnectionsPerUser + 1), nShare) << uid;
         nLeft -= nShare;
     }
+    const std::string sWatch = RawClient::frame("watch { pattern: '*' }");
+    std::size_t nOfFirst = 0, nOfAll = 0;
+    for (std::size_t i = 0; i < m_clients.size(); ++i) {
+        const bool bWatches = answer(m_clients[i], sWatch) == "0";
+        nOfFirst += bWatches && i <= limits.nConnectionsPerUser ? 1 : 0;
+        nOfAll += bWatches ? 1 : 0;
+    }
+    EXPECT_EQ(nOfFirst, limits.nWatchesPerUser);
+    EXPECT_EQ(nOfAll, limits.nWatches);
+    EXPECT_EQ(answer(RawClient(socketPath()), sWatch), "0") << "root may";
     EXPECT_EQ(served(uid, 1), 0U);
     EXPECT_TRUE(serves()) << "root gets in";
     m_clients.pop_front();
@@ -112,6 +124,7 @@ TEST_F(Dispatcher, LooksUpRoleGroupsUntilTheyAreFound) {
     std::filesystem::permissions(m_directory.path(), std::filesystem::perms(0711));
     start();
     for (const auto& step : steps) {
+        usleep(60'000);  // it is looked up no more often
         gGroup = step.group;
         gGroupError = step.nError;
         // this thread alone: the dispatcher stays who it is

@@ -4,6 +4,8 @@
 #include <chrono>
 #include <cstddef>
 
+#include "SecurityRole.h"
+
 namespace pbcommon {
 
 /// What one client may take of the service, all in one place. Beyond a limit a request is refused,
@@ -18,16 +20,46 @@ inline constexpr std::size_t kMaxValueBytes = std::size_t{64} << 10;
 /// Of a change with all that follows from it: `why` answers with up to three, in one message.
 inline constexpr std::size_t kMaxChangeBytes = kMaxMessageBytes / 4;
 
-// of connections
-inline constexpr std::size_t kMaxConnections = 256;
-/// Of one user, and of all users together but root and the service's own: these keep the rest.
-inline constexpr std::size_t kMaxConnectionsPerUser = 64;
-inline constexpr std::size_t kMaxConnectionsOfUsers = kMaxConnections - 16;
-inline constexpr std::size_t kMaxWatches = 64;
+/// Of a request, in all its messages. A change of 256 assignments has about 2000.
+inline constexpr int kMaxFields = 8192;
+
+// of connections and watches
+struct ShareT {
+    // of all who may act in no higher role: the rest is kept for those who may
+    std::size_t nConnections, nWatches;
+    std::size_t nConnectionsPerUser, nWatchesPerUser;
+};
+/// @param highest  role that somebody may act in
+[[nodiscard]] constexpr ShareT limitsOf(AppConfig::SecurityRole highest) {
+    switch (highest) {
+        case AppConfig::kUser:
+            return {.nConnections = 224,
+                    .nWatches = 48,
+                    .nConnectionsPerUser = 64,
+                    .nWatchesPerUser = 32};
+        case AppConfig::kAdmin:
+        case AppConfig::kProvisioning:
+            return {.nConnections = 240,
+                    .nWatches = 56,
+                    .nConnectionsPerUser = 64,
+                    .nWatchesPerUser = 32};
+        default:
+            return {.nConnections = 256,
+                    .nWatches = 64,
+                    .nConnectionsPerUser = 256,
+                    .nWatchesPerUser = 64};
+    }
+}
 /// A frame has to be whole so long after its first byte.
 inline constexpr std::chrono::seconds kFrameTime{30};
 
-// of the bytes that wait on a connection, besides one frame that comes in
+// of a commit that changes share
+inline constexpr std::size_t kMaxHeldAnswers = 64;
+inline constexpr std::size_t kMaxHeldBytes = std::size_t{64} << 10;  ///< requests and answers
+
+// of the bytes that wait
+/// In all connections of a user: requests that are not whole yet, or not served.
+inline constexpr std::size_t kMaxInputBytesPerUser = std::size_t{16} << 20;
 /// Answers collected before they are written; further frames wait.
 inline constexpr std::size_t kMaxUnwrittenBytes = std::size_t{64} << 10;
 /// Events that wait for a client to read; further ones are missed.

@@ -26,24 +26,38 @@ bool Connections::admits(const Peer& peer) {
     return false;
 }
 
+/// Whoever may do more keeps some for himself: only those of his own and of lower roles count.
 bool Connections::hasRoomFor(const Peer& peer) const {
-    if (peer.highestRole == AppConfig::kSystem) {
-        return m_sessions.size() < pbcommon::kMaxConnections;
+    const auto nOfLower =
+        static_cast<std::size_t>(std::ranges::count_if(m_sessions, [&peer](const auto& session) {
+            return session->peer().highestRole <= peer.highestRole;
+        }));
+    const auto user = m_users.find(peer.uid);
+    const std::shared_ptr<User> known = user == m_users.end() ? nullptr : user->second.lock();
+    const std::size_t nOfUser = known == nullptr ? 0 : known->nConnections;
+    return nOfLower < pbcommon::limitsOf(peer.highestRole).nConnections &&
+           nOfUser < pbcommon::limitsOf(peer.highestRole).nConnectionsPerUser;
+}
+
+std::shared_ptr<User> Connections::userOf(uid_t uid) {
+    std::erase_if(m_users, [](const auto& entry) { return entry.second.expired(); });
+    std::shared_ptr<User> user = m_users[uid].lock();
+    if (user == nullptr) {
+        user = std::make_shared<User>(User{.uid = uid});
+        m_users[uid] = user;
     }
-    std::size_t nOfUsers = 0;
-    std::size_t nOfThisUser = 0;
-    for (const std::shared_ptr<Session>& session : m_sessions) {
-        nOfUsers += session->peer().highestRole == AppConfig::kSystem ? 0 : 1;
-        nOfThisUser += session->peer().uid == peer.uid ? 1 : 0;
-    }
-    return m_sessions.size() < pbcommon::kMaxConnections &&
-           nOfUsers < pbcommon::kMaxConnectionsOfUsers &&
-           nOfThisUser < pbcommon::kMaxConnectionsPerUser;
+    return user;
+}
+
+void Connections::add(const std::shared_ptr<Session>& session) {
+    m_sessions.insert(session);
+    ++session->user()->nConnections;
 }
 
 void Connections::remove(const std::shared_ptr<Session>& session) {
     if (m_sessions.erase(session) > 0) {
-        m_nWatches -= session->watchCount();
+        --session->user()->nConnections;
+        session->user()->nWatches -= session->watchCount();
         std::erase(m_watching, session);
     }
 }
@@ -53,7 +67,6 @@ void Connections::clear() {
         session->hangUp();  // what waits in the event loop keeps the object alive
     }
     m_watching.clear();
-    m_nWatches = 0;
     m_sessions.clear();
 }
 
@@ -61,14 +74,24 @@ std::vector<std::shared_ptr<Session>> Connections::all() const {
     return {m_sessions.begin(), m_sessions.end()};
 }
 
+bool Connections::hasRoomForWatchOf(const Session& session) const {
+    const AppConfig::SecurityRole role = session.peer().highestRole;
+    std::size_t nOfLower = 0;
+    for (const std::shared_ptr<Session>& watching : m_watching) {
+        nOfLower += watching->peer().highestRole <= role ? watching->watchCount() : 0;
+    }
+    return nOfLower < pbcommon::limitsOf(role).nWatches &&
+           session.user()->nWatches < pbcommon::limitsOf(role).nWatchesPerUser;
+}
+
 eErrorT Connections::addWatch(const std::shared_ptr<Session>& session) {
-    if (m_nWatches >= pbcommon::kMaxWatches) {
+    if (!hasRoomForWatchOf(*session)) {
         return kOutOfResources;
     }
     if (session->watchCount() == 0) {
         m_watching.push_back(session);
     }
-    ++m_nWatches;
+    ++session->user()->nWatches;
     return kNoError;
 }
 

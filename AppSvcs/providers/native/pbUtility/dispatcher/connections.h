@@ -3,6 +3,7 @@
 
 #include <chrono>
 #include <functional>
+#include <map>
 #include <memory>
 #include <optional>
 #include <unordered_set>
@@ -10,6 +11,7 @@
 
 #include "peer.h"
 #include "session.h"
+#include "user.h"
 
 namespace PbUtility {
 
@@ -21,7 +23,9 @@ public:
     /// Whether there is room for one more of this peer. The first refusal is logged, and the next
     /// one after a minute without any: a flood does not reach the log.
     [[nodiscard]] bool admits(const Peer& peer);
-    void add(const std::shared_ptr<Session>& session) { m_sessions.insert(session); }
+    /// What the connections of a user share.
+    [[nodiscard]] std::shared_ptr<User> userOf(uid_t uid);
+    void add(const std::shared_ptr<Session>& session);
     void remove(const std::shared_ptr<Session>& session);
     /// Closes them all.
     void clear();
@@ -31,7 +35,7 @@ public:
     [[nodiscard]] std::vector<std::shared_ptr<Session>> all() const;
 
     /// The session has one watch more from now on.
-    /// @return kNoError; kOutOfResources (there are too many watches)
+    /// @return kNoError; kOutOfResources (there are too many watches, of all or of its user)
     [[nodiscard]] eErrorT addWatch(const std::shared_ptr<Session>& session);
     /// @param visit  may end the session that it gets, no other
     void forEachWatcher(const std::function<void(Session&)>& visit);
@@ -42,10 +46,11 @@ public:
 
 private:
     [[nodiscard]] bool hasRoomFor(const Peer& peer) const;
+    [[nodiscard]] bool hasRoomForWatchOf(const Session& session) const;
 
+    std::map<uid_t, std::weak_ptr<User>> m_users;
     std::unordered_set<std::shared_ptr<Session>> m_sessions;
     std::vector<std::shared_ptr<Session>> m_watching;  ///< with one watch or more
-    std::size_t m_nWatches = 0;
     std::optional<Clock::time_point> m_lastRefusal;
 };
 

@@ -17,6 +17,7 @@
 #include "frame.h"
 #include "logmsg.h"
 #include "names.h"
+#include "overfull.h"
 #include "pbUtils.h"
 #include "readiness.h"
 #include "tags.h"
@@ -176,7 +177,6 @@ void PbUtilsImpl::setReady(bool bReady) {
         if (bReady) {
             becomeReady();
         }
-        m_turns.resumeWaiting();
     });
 }
 
@@ -250,7 +250,8 @@ void PbUtilsImpl::welcome(Session::Socket socket) {
         turnAway(socket);
         return;
     }
-    const auto session = std::make_shared<Session>(*this, std::move(socket), peer);
+    const auto session =
+        std::make_shared<Session>(*this, std::move(socket), peer, m_connections.userOf(peer.uid));
     m_connections.add(session);
     session->guarded([&] { session->start(); });
 }
@@ -268,13 +269,19 @@ void PbUtilsImpl::turnAway(Session::Socket& socket) {
 }
 
 Served PbUtilsImpl::serve(Session& session, std::string_view message) {
-    const bool bRequest =
-        m_request.ParseFromArray(message.data(), static_cast<int>(message.size()));
-    Served served = bRequest ? Served::kAnswered : Served::kNoRequest;
-    if (!m_turns.admits(bRequest && m_gate.isChange(m_request))) {
+    Served served = Served::kAnswered;
+    if (const auto id = idOfOverfull(message)) {
+        m_reply.Clear();
+        m_reply.set_id(*id);
+        refuse(m_reply, pbcommon::ERR_TOO_MANY_ASSIGNMENTS);
+        reply(session, message.size());
+    } else if (!m_request.ParseFromArray(message.data(), static_cast<int>(message.size()))) {
+        served = m_turns.admits(false) ? Served::kNoRequest : Served::kNotYet;
+    } else if (!m_turns.admits(m_gate.isChange(m_request))) {
         served = Served::kNotYet;
-    } else if (bRequest) {
+    } else {
         answer(session);
+        reply(session, message.size());
     }
     if (message.size() > kKeptBytes) {
         m_request = {};
@@ -285,6 +292,7 @@ Served PbUtilsImpl::serve(Session& session, std::string_view message) {
     return served;
 }
 
+/// Fills m_reply.
 void PbUtilsImpl::answer(Session& session) {
     m_reply.Clear();
     m_reply.set_id(m_request.id());
@@ -307,7 +315,15 @@ void PbUtilsImpl::answer(Session& session) {
     if (bShutdown) {
         stop();
     }
-    session.answer(m_reply, m_turns.awaitsCommit());
+}
+
+void PbUtilsImpl::reply(Session& session, std::size_t nRequestBytes) {
+    const bool bHeld = m_turns.awaitsCommit();
+    session.answer(m_reply, bHeld);
+    if (bHeld) {
+        m_turns.hold(session.shared_from_this(),
+                     nRequestBytes + static_cast<std::size_t>(m_reply.GetCachedSize()));
+    }
 }
 
 /// No new connections nor requests, the last answers go out, then the event loop has nothing left

@@ -28,7 +28,7 @@ class PbUtils;
 /// What became of a message.
 enum class Served {
     kAnswered,
-    kNotYet,     ///< its turn comes later: the session is to serve it again when it is resumed
+    kNotYet,     ///< it has to wait for the commit
     kNoRequest,  ///< it cannot be read
 };
 
@@ -60,13 +60,10 @@ public:
 
     /// Serves one message of a session.
     [[nodiscard]] Served serve(Session& session, std::string_view message);
-    void resumeLater(std::shared_ptr<Session> session) { m_turns.resumeLater(std::move(session)); }
+    [[nodiscard]] Turns& turns() { return m_turns; }
+    [[nodiscard]] Connections& connections() { return m_connections; }
     /// A session waits for the rest of a frame.
     void expectFrameEnd();
-    /// @return as Connections::addWatch()
-    [[nodiscard]] eErrorT addWatch(const std::shared_ptr<Session>& session) {
-        return m_connections.addWatch(session);
-    }
     void forget(const std::shared_ptr<Session>& session);
 
 private:
@@ -83,6 +80,7 @@ private:
     void welcome(Session::Socket socket);
     void turnAway(Session::Socket& socket);
     void answer(Session& session);
+    void reply(Session& session, std::size_t nRequestBytes);
     void dropUnfinished();
     void waitForFrames(Session::Clock::time_point until);
     void stop();

@@ -16,6 +16,8 @@ namespace PbUtility {
 
 namespace {
 
+/// A look-up takes a good part of a millisecond: whoever connects again and again causes few.
+constexpr std::chrono::milliseconds kLookUpInterval{50};
 constexpr std::size_t kMaxGroupBytes = std::size_t{1} << 20;  ///< of an entry, with all its members
 
 /// @return 0, also when there is no such group; else the error that kept it from being found
@@ -90,6 +92,11 @@ eErrorT PeerReader::roleOfMember(int fd, gid_t primary, AppConfig::SecurityRole&
 }
 
 void PeerReader::lookUpGroups() {
+    const auto now = std::chrono::steady_clock::now();
+    if (now < m_nextLookUp) {
+        return;
+    }
+    m_nextLookUp = now + kLookUpInterval;
     bool bFailed = false;
     for (RoleGroup& group : m_groups) {
         const int nError = group.gid ? 0 : findGroup(group.name, group.gid);

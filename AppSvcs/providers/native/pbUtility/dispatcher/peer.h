@@ -3,6 +3,7 @@
 
 #include <sys/types.h>
 
+#include <chrono>
 #include <optional>
 
 #include "ErrTypes.h"
@@ -20,9 +21,9 @@ struct Peer {
 /// Tells who is connected. Taken once per connection from the kernel's peer credentials; nothing
 /// the peer sends can raise the role. Root and the service's own user may act up to kSystem,
 /// members of the groups that this build names up to their role, everyone else as kUser. A group
-/// that does not exist, or cannot be looked up, has no members; it is looked up again for the next
-/// peer, so that one made later counts. One that was found is kept: what a name service has said
-/// once is not asked for with every connection.
+/// that does not exist, or cannot be looked up, has no members; it is looked up again, at most 20
+/// times a second, for later peers, so that one made later counts. One that was found is kept: what
+/// a name service has said once is not asked for with every connection.
 class PeerReader {
 public:
     PeerReader();
@@ -42,7 +43,8 @@ private:
     [[nodiscard]] eErrorT roleOfMember(int fd, gid_t primary, AppConfig::SecurityRole& role);
     void lookUpGroups();
 
-    RoleGroup m_groups[2];         ///< the highest role first
+    RoleGroup m_groups[2];  ///< the highest role first
+    std::chrono::steady_clock::time_point m_nextLookUp;
     bool m_bLookUpFailed = false;  ///< and has been logged
 };
 

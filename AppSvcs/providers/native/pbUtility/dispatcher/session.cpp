@@ -20,6 +20,10 @@ namespace PbUtility {
 namespace {
 
 constexpr std::size_t kReadBytes = std::size_t{4} << 10;  ///< room for one read
+/// Most that is read at once: others want to be heard, too.
+constexpr std::size_t kMaxReadBytes = std::size_t{64} << 10;
+/// So much of answers is collected while more requests of the connection wait for their turns.
+constexpr std::size_t kCollectedBytes = std::size_t{4} << 10;
 
 /// Gives the memory back that one long message took.
 void reclaim(std::string& frames) {
@@ -30,8 +34,14 @@ void reclaim(std::string& frames) {
 
 }  // namespace
 
-Session::Session(PbUtilsImpl& dispatcher, Socket socket, const Peer& peer)
-    : m_dispatcher(dispatcher), m_socket(std::move(socket)), m_peer(peer) {}
+Session::Session(PbUtilsImpl& dispatcher, Socket socket, const Peer& peer,
+                 std::shared_ptr<User> user)
+    : m_dispatcher(dispatcher),
+      m_socket(std::move(socket)),
+      m_peer(peer),
+      m_user(std::move(user)) {}
+
+Session::~Session() { m_user->nInputBytes -= m_input.size(); }
 
 void Session::start() {
     asio::error_code error;
@@ -43,16 +53,9 @@ void Session::start() {
     }
 }
 
-void Session::resume() {
-    m_bAwaitingResume = false;
-    if (m_socket.is_open()) {
-        guarded([this] { serveFrames(); });
-    }
-}
-
 void Session::finish() {
     m_bFinishing = true;
-    if (!m_bServing && !m_bWriting && m_heldIds.empty()) {
+    if (!m_bServing && !m_bWriting && m_heldIds.empty() && flush()) {
         close();
     }
 }
@@ -61,10 +64,13 @@ void Session::read() {
     if (m_bReading) {
         return;
     }
-    m_bReading = true;
     noteHalfFrame();
-    reclaimInput();
-    const auto room = asio::buffer(m_input) + m_nEnd;
+    if (!makeRoom()) {
+        dropFor("its user has too many bytes in unfinished requests");
+        return;
+    }
+    m_bReading = true;
+    const auto room = asio::buffer(asio::buffer(m_input) + m_nEnd, kMaxReadBytes);
     m_socket.async_read_some(
         room, [self = shared_from_this()](const asio::error_code& error, std::size_t nBytes) {
             self->guarded([&] { self->received(error, nBytes); });
@@ -75,7 +81,7 @@ void Session::received(const asio::error_code& error, std::size_t nBytes) {
     m_bReading = false;
     m_nEnd += nBytes;
     if (!error) {
-        serveFrames();
+        proceed();
     } else if (error != asio::error::eof) {
         close();
     } else if (m_nEnd > m_nBegin) {
@@ -94,7 +100,8 @@ void Session::noteHalfFrame() {
 
 /// Moves what is not served to the front and makes room after it, for the rest of the frame that
 /// it begins and a read more; gives the memory of a long frame back.
-void Session::reclaimInput() {
+/// @return false where that is more than all connections of a user may take
+bool Session::makeRoom() {
     m_nEnd -= m_nBegin;
     std::memmove(m_input.data(), m_input.data() + m_nBegin, m_nEnd);
     m_nBegin = 0;
@@ -102,57 +109,99 @@ void Session::reclaimInput() {
     if (m_nEnd >= pbcommon::kFrameHeaderBytes) {
         nWanted += pbcommon::frameLength(m_input.data());
     }
+    const std::size_t nOfUser = m_user->nInputBytes - m_input.size() + nWanted;
+    if (nOfUser > pbcommon::kMaxInputBytesPerUser) {
+        return false;
+    }
+    m_user->nInputBytes = nOfUser;
     m_input.resize(nWanted);
     if (m_input.capacity() > 4 * nWanted) {
         m_input.shrink_to_fit();
     }
+    return true;
 }
 
-void Session::serveFrames() {
+/// Goes on with what has come in, as far as it can.
+void Session::proceed() {
     if (m_bWriting) {
         m_frameBegan.reset();  // it is not read meanwhile: it is not the client who is late
-        return;
+    } else if (flush()) {
+        goOnAfter(look());
     }
-    m_bServing = true;
-    bool bWritten = true;
-    Next next = Next::kServed;
-    while (bWritten && next == Next::kServed) {
-        next = serveNextFrame();
-        bWritten = m_unsent.size() < pbcommon::kMaxUnwrittenBytes || flush();
-    }
-    m_bServing = false;
-    if (!bWritten || !flush()) {
-        return;
-    }
+}
+
+/// @param next  what comes after the last frame that was served, whose answer is written
+void Session::goOnAfter(Next next) {
     if (m_bFinishing) {
         finish();
     } else if (next == Next::kIncomplete) {
         read();
+    } else if (next == Next::kServed && !m_bAwaitsTurn) {
+        m_bAwaitsTurn = true;
+        m_dispatcher.turns().await(shared_from_this());
     }
 }
 
-Session::Next Session::serveNextFrame() {
+Session::Next Session::look() {
     if (m_bFinishing) {
         return Next::kEnded;
     }
-    const std::string_view input(m_input.data() + m_nBegin, m_nEnd - m_nBegin);
-    if (input.size() < pbcommon::kFrameHeaderBytes) {
+    const std::size_t nBytes = m_nEnd - m_nBegin;
+    if (nBytes < pbcommon::kFrameHeaderBytes) {
         return Next::kIncomplete;
     }
-    const std::size_t nLength = pbcommon::frameLength(input.data());
+    const std::size_t nLength = pbcommon::frameLength(m_input.data() + m_nBegin);
     if (nLength > pbcommon::kMaxMessageBytes) {
         dropFor("it announced a frame of " + std::to_string(nLength) + " bytes");
         return Next::kEnded;
     }
-    if (input.size() - pbcommon::kFrameHeaderBytes < nLength) {
+    if (nBytes - pbcommon::kFrameHeaderBytes < nLength) {
         return Next::kIncomplete;
     }
     m_frameBegan.reset();
-    const std::string_view message = input.substr(pbcommon::kFrameHeaderBytes, nLength);
+    return Next::kServed;
+}
+
+Session::Next Session::serve() noexcept {
+    Next next = Next::kEnded;
+    m_bAwaitsTurn = true;
+    if (m_bWriting) {
+        next = Next::kUnwritten;
+    } else if (m_socket.is_open()) {
+        guarded([&] { next = serveFrames(); });
+    }
+    m_bAwaitsTurn = next == Next::kServed || next == Next::kWaits;
+    return next;
+}
+
+Session::Next Session::serveFrames() {
+    m_bServing = true;
+    bool bWritten = true;
+    Next next = Next::kServed;
+    do {
+        next = serveFrame();
+        bWritten = m_unsent.size() < pbcommon::kMaxUnwrittenBytes || flush();
+    } while (bWritten && next == Next::kServed && m_dispatcher.turns().mayGoOn());
+    m_bServing = false;
+    const bool bMoreToCome = next == Next::kServed && m_unsent.size() < kCollectedBytes;
+    if (!bWritten || (!bMoreToCome && !flush())) {
+        return Next::kUnwritten;
+    }
+    goOnAfter(next);
+    return next;
+}
+
+Session::Next Session::serveFrame() {
+    const Next next = look();
+    if (next != Next::kServed) {
+        return next;
+    }
+    const std::size_t nLength = pbcommon::frameLength(m_input.data() + m_nBegin);
+    const std::string_view message(m_input.data() + m_nBegin + pbcommon::kFrameHeaderBytes,
+                                   nLength);
     const bool bRoom = m_held.size() < pbcommon::kMaxUnwrittenBytes;
     switch (bRoom ? m_dispatcher.serve(*this, message) : Served::kNotYet) {
         case Served::kNotYet:
-            awaitResume();
             return Next::kWaits;
         case Served::kNoRequest:
             dropFor("it sent a frame that is no request");
@@ -160,14 +209,7 @@ Session::Next Session::serveNextFrame() {
         case Served::kAnswered:
             m_nBegin += pbcommon::kFrameHeaderBytes + nLength;
     }
-    return Next::kServed;
-}
-
-void Session::awaitResume() {
-    if (!m_bAwaitingResume) {
-        m_bAwaitingResume = true;
-        m_dispatcher.resumeLater(shared_from_this());
-    }
+    return look();
 }
 
 void Session::answer(const pbcommon::Reply& reply, bool bHeld) {
@@ -180,7 +222,6 @@ void Session::answer(const pbcommon::Reply& reply, bool bHeld) {
     }
     if (bHeld) {
         m_heldIds.push_back(reply.id());
-        awaitResume();
     }
 }
 
@@ -198,6 +239,12 @@ void Session::releaseAnswers(pbcommon::Reply* failure) {
     m_heldIds.clear();
     m_held.clear();
     reclaim(m_held);
+}
+
+void Session::sendAnswers() {
+    if (!m_bWriting && m_socket.is_open() && flush() && m_bFinishing) {
+        finish();
+    }
 }
 
 /// Writes at once what the socket takes, which is nearly always all, and leaves the rest to the
@@ -234,7 +281,7 @@ void Session::writeRest(std::size_t nWritten) {
                           if (error) {
                               self->close();
                           } else {
-                              self->guarded([&] { self->serveFrames(); });
+                              self->guarded([&] { self->proceed(); });
                           }
                       });
 }
@@ -247,7 +294,7 @@ eErrorT Session::watch(std::uint64_t nId, Watcher watcher) {
         same->watcher = std::move(watcher);
         return kNoError;
     }
-    const eErrorT result = m_dispatcher.addWatch(shared_from_this());
+    const eErrorT result = m_dispatcher.connections().addWatch(shared_from_this());
     if (result == kNoError) {
         m_watches.push_back({.nId = nId, .watcher = std::move(watcher)});
     }

@@ -13,6 +13,7 @@
 #include "exceptions.h"
 #include "peer.h"
 #include "requesthandler.h"
+#include "user.h"
 
 namespace PbUtility {
 
@@ -21,28 +22,44 @@ class PbUtilsImpl;
 /// What memory a connection or a message keeps for the next use; more is given back.
 inline constexpr std::size_t kKeptBytes = std::size_t{16} << 10;
 
-/// One client's connection: cuts what it sends into frames, has them served in order, writes the
-/// answers. While answers wait to be written nothing more is read, so a client that does not read
-/// holds up itself alone and the memory of a connection stays bounded. A client that breaks the
-/// framing, or sends what is no request, loses its connection. Dispatcher's thread.
+/// One client's connection: cuts what it sends into frames, has them served in its turns, writes
+/// the answers. While answers wait to be written nothing more is read, so a client that does not
+/// read holds up itself alone and the memory of a connection stays bounded. A client that breaks
+/// the framing, or sends what is no request, loses its connection. Dispatcher's thread.
 class Session : public std::enable_shared_from_this<Session> {
 public:
     using Socket = asio::local::stream_protocol::socket;
     using Clock = std::chrono::steady_clock;
 
-    Session(PbUtilsImpl& dispatcher, Socket socket, const Peer& peer);
+    /// What comes after a turn.
+    enum class Next {
+        kServed,      ///< another turn: there is a whole frame
+        kIncomplete,  ///< the rest of the frame is to be read
+        kWaits,       ///< for the commit
+        kUnwritten,   ///< the answers are to be written
+        kEnded,       ///< no further frame is served
+    };
+
+    Session(PbUtilsImpl& dispatcher, Socket socket, const Peer& peer, std::shared_ptr<User> user);
+    ~Session();
+
+    Session(const Session&) = delete;
+    Session& operator=(const Session&) = delete;
 
     /// Begins to read.
     void start();
-    /// Serves what had to wait.
-    void resume();
+    /// It is its turn: has the request served that it has, and more while it may go on.
+    [[nodiscard]] Next serve() noexcept;
     [[nodiscard]] const Peer& peer() const { return m_peer; }
+    [[nodiscard]] const std::shared_ptr<User>& user() const { return m_user; }
 
     /// Answers the frame that is being served. A held answer waits for releaseAnswers().
     void answer(const pbcommon::Reply& reply, bool bHeld);
-    /// Lets the held answers go with the next resume(). @param failure  unless null, it takes the
-    ///                                                              place of each, but for its id
+    /// Lets the held answers go with sendAnswers(). @param failure  unless null, it takes the place
+    ///                                                          of each, but for its id
     void releaseAnswers(pbcommon::Reply* failure);
+    /// Writes the answers that wait only for others to be written with them.
+    void sendAnswers();
 
     /// Begins a watch; one with the same id ends.
     /// @return kNoError; kOutOfResources (there are too many)
@@ -78,31 +95,29 @@ private:
         Watcher watcher;
         std::uint64_t nMissed = 0;  ///< changes whose number has not been reported yet
     };
-    enum class Next {
-        kServed,
-        kIncomplete,  ///< the rest of the frame is to be read
-        kWaits,       ///< resume() will be called
-        kEnded,       ///< no further frame is served
-    };
 
     void read();
     void received(const asio::error_code& error, std::size_t nBytes);
     void noteHalfFrame();
-    void serveFrames();
+    void proceed();
+    void goOnAfter(Next next);
+    [[nodiscard]] Next serveFrames();
     [[nodiscard]] bool flush();
     void writeRest(std::size_t nWritten);
     void tell(Watch& watch, RequestHandler& handler, std::uint64_t nRevision);
     void flushEvents();
     void addMissedNotices();
-    void reclaimInput();
-    /// Takes the frame at the start of the input.
-    [[nodiscard]] Next serveNextFrame();
-    void awaitResume();
+    [[nodiscard]] bool makeRoom();
+    /// What the input begins with: kServed for a whole frame.
+    [[nodiscard]] Next look();
+    /// Serves the frame at the start of the input. @return what comes after it
+    [[nodiscard]] Next serveFrame();
     void close();
 
     PbUtilsImpl& m_dispatcher;
     Socket m_socket;
-    Peer m_peer;
+    const Peer m_peer;
+    const std::shared_ptr<User> m_user;
     std::string m_input;  ///< bytes from m_nBegin to m_nEnd have come in and are not served
     std::size_t m_nBegin = 0;
     std::size_t m_nEnd = 0;
@@ -112,7 +127,7 @@ private:
     std::vector<std::uint64_t> m_heldIds;  ///< of their requests
     std::vector<Watch> m_watches;
     std::optional<Clock::time_point> m_frameBegan;
-    bool m_bAwaitingResume = false;
+    bool m_bAwaitsTurn = false;
     bool m_bReading = false;
     bool m_bServing = false;
     bool m_bWriting = false;
