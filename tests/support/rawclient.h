@@ -30,6 +30,7 @@ public:
     void send(const std::string& sBytes) const {
         (void)::send(m_fd, sBytes.data(), sBytes.size(), MSG_NOSIGNAL);  // waits for room
     }
+    [[nodiscard]] int fd() const { return m_fd; }
     void end(int nHow) const { shutdown(m_fd, nHow); }
 
     /// The next answer; false when the connection ended or no whole answer came.
