@@ -261,8 +261,10 @@ protected:
         EXPECT_TRUE(isInMemory(m_contents[nNow])) << sWhen;
         AppConfig::Database& database = Service::process().database();
         std::uint64_t nRead = 0;
-        (void)database.readHistory(1, database.newest(), AppConfig::Database::Order::kOldestFirst,
-                                   [&](const auto& change) { return change.nRevision == ++nRead; });
+        (void)database.readHistory(
+            1, database.newest(), AppConfig::Database::Order::kOldestFirst,
+            [](const auto&) { return true; },
+            [&](const auto& change) { return change.nRevision == ++nRead; });
         EXPECT_EQ(nRead, database.newest()) << sWhen;
         // nobody is told that the service has started; and a disk that has not reported a sync, nor
         // lets anything be undone, may hold what it was to sync
@@ -325,7 +327,7 @@ const RecoveryCaseT recoveryCases[] = {
     {"Damaged",    "truncate -s 4096 appconfig.db", nullptr, {"", "-wal"}},
     {"Renamed",    "fold; sed -i 's/CREATE TABLE setting/CREATE TABLE setTing/' appconfig.db", nullptr, {""}},
     {"Foreign",    "rm appconfig.db*; sqlite3 appconfig.db 'CREATE TABLE t (x)'; echo x > appconfig.db-wal", nullptr, {"", "-wal"}},
-    {"Newer",      "sqlite3 appconfig.db '.dbconfig no_ckpt_on_close on' 'PRAGMA user_version = 3'", nullptr, {"", "-wal"}},
+    {"Newer",      "sqlite3 appconfig.db '.dbconfig no_ckpt_on_close on' 'PRAGMA user_version = 4'", nullptr, {"", "-wal"}},
     {"Orphans",    "rm appconfig.db; echo x > appconfig.db-journal",                        nullptr, {"-wal", "-journal"}},
     {"NoLog",      "fold; head -c 9000 /dev/urandom > appconfig.db-wal",                    "|swordfish|", {"-wal"}},
     {"OtherLog",   "fold; printf x | dd of=log bs=1 seek=40 conv=notrunc; mv log appconfig.db-wal", "|swordfish|", {"-wal"}},

@@ -100,12 +100,8 @@ ExitStatus runHistory(Session& session, const OperandsT& operands) {
     const std::uint64_t nMost = session.options().mostChanges.value_or(kUsualChanges);
     const pbcommon::Reply reply =
         newestChanges(session.asking(), pattern, static_cast<std::uint32_t>(nMost));
-    const StreamT stream = streamOf(STDOUT_FILENO);
-    std::string text;
-    for (int i = reply.history().change_size() - 1; i >= 0; --i) {
-        text += changeText(reply.history().change(i), stream);
-    }
-    if (isAccepted(reply) && text.empty()) {
+    const std::string text = historyText(reply.history(), streamOf(STDOUT_FILENO));
+    if (isAccepted(reply) && reply.history().change().empty()) {
         complain("history holds no change of " + pattern + " for this role");
     }
     return answerPlain(session, "history", reply, text);

@@ -6,6 +6,7 @@
 #include <array>
 #include <chrono>
 #include <ctime>
+#include <limits>
 #include <numeric>
 #include <span>
 #include <tuple>
@@ -274,16 +275,34 @@ std::string changeText(const pbcommon::Change& change, const StreamT& stream) {
     return text + effectLines(change.effect(), stream);
 }
 
-std::string newsText(const pbcommon::WatchReply& begun, const StreamT& stream) {
+std::string changesText(const ChangesT& changes, std::uint64_t nOldest, const StreamT& stream) {
     std::string text;
-    if (begun.has_oldest()) {
-        text += "-- changes before revision " + std::to_string(begun.oldest()) +
-                " are no longer in history\n";
-    }
-    for (const pbcommon::Change& change : begun.change()) {
+    const auto tellGap = [&text, &nOldest](std::uint64_t nRevision) {
+        if (nOldest != 0 && nOldest <= nRevision) {
+            text += "-- changes before revision " + std::to_string(nOldest) +
+                    " are no longer all in history\n";
+            nOldest = 0;
+        }
+    };
+    for (const pbcommon::Change& change : changes) {
+        tellGap(change.revision());
         text += changeText(change, stream);
     }
+    tellGap(std::numeric_limits<std::uint64_t>::max());
     return text;
+}
+
+std::string newsText(const pbcommon::WatchReply& begun, const StreamT& stream) {
+    const bool bGapEnds = begun.has_oldest() && begun.revision() + 1 >= begun.oldest();
+    return changesText(begun.change(), bGapEnds ? begun.oldest() : 0, stream);
+}
+
+std::string historyText(const pbcommon::HistoryReply& history, const StreamT& stream) {
+    const ChangesT oldestFirst(history.change().rbegin(), history.change().rend());
+    const bool bReachesGap =
+        history.has_oldest() && !oldestFirst.empty() &&
+        (!history.has_revision() || oldestFirst[0].revision() < history.oldest());
+    return changesText(oldestFirst, bReachesGap ? history.oldest() : 0, stream);
 }
 
 std::string newsText(const pbcommon::Event& event, const StreamT& stream) {

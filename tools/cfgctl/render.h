@@ -1,6 +1,7 @@
 #ifndef CFGCTL_RENDER_H
 #define CFGCTL_RENDER_H
 
+#include <cstdint>
 #include <string>
 #include <string_view>
 
@@ -48,6 +49,13 @@ using VariablesT = google::protobuf::RepeatedPtrField<pbcommon::Variable>;
 /// One committed change: its revision, when and by whom, what was asked for, and what else it did.
 [[nodiscard]] std::string changeText(const pbcommon::Change& change, const StreamT& stream);
 
+using ChangesT = google::protobuf::RepeatedPtrField<pbcommon::Change>;
+/// Changes, the oldest first. @param nOldest  from this revision on none is missing, which is told
+///                                        before it; 0: not to be told
+[[nodiscard]] std::string changesText(const ChangesT& changes, std::uint64_t nOldest,
+                                      const StreamT& stream);
+/// The newest changes, the oldest of them first.
+[[nodiscard]] std::string historyText(const pbcommon::HistoryReply& history, const StreamT& stream);
 /// The changes that a watch begins with; empty where it begins with none.
 [[nodiscard]] std::string newsText(const pbcommon::WatchReply& begun, const StreamT& stream);
 /// A change, or that some were missed.

@@ -2,6 +2,8 @@
 
 #include <algorithm>
 #include <optional>
+#include <string_view>
+#include <utility>
 
 #include "disk/databasefile.h"
 #include "disk/layout.h"
@@ -14,8 +16,10 @@ namespace AppConfig {
 
 namespace {
 
-/// So many changes over its length does the history grow before they are dropped together.
-constexpr std::uint64_t kPruneBatch = 100;
+/// So many free pages does the file keep for what comes; of more, so many are given back with each
+/// commit.
+constexpr std::int64_t kKeptPages = 512;
+constexpr const char* kGiveBack = "PRAGMA incremental_vacuum(64)";
 
 /// Reads once more, a few times, where a disk fails to give what it may give the next time.
 template <typename Read>
@@ -31,19 +35,38 @@ std::optional<std::string> contentIn(const sqlite::Query& row, int nColumn) {
     return row.isNull(nColumn) ? std::nullopt : std::optional(row.text(nColumn));
 }
 
+/// Addresses of what a change touches, each once, a blank between them.
+std::string touchedBy(const Record& change) {
+    std::set<std::string_view> variables;
+    for (const RecordedAssignment& assignment : change.assignments) {
+        variables.insert(assignment.sVariable);
+    }
+    for (const RecordedEffect& effect : change.effects) {
+        variables.insert(effect.sVariable);
+    }
+    std::string sTouched;
+    for (const std::string_view variable : variables) {
+        sTouched.append(sTouched.empty() ? "" : " ").append(variable);
+    }
+    return sTouched;
+}
+
 }  // namespace
 
 struct Database::Handle {
     DatabaseFile file;
     sqlite::Statement begin{}, commit{}, rollBack{}, overwrite{};
-    sqlite::Statement putSetting{}, putChange{}, dropChanges{};
-    sqlite::Statement getSetting{}, getUp{}, getDown{}, getFields{};
+    sqlite::Statement putSetting{}, putChange{}, dropChange{};
+    sqlite::Statement getSetting{}, getChange{}, getFields{}, getFreePages{}, giveBack{};
 };
 
-Database::Database() : m_handle(new Handle{.file = {}}) { prepare(); }
+Database::Database(const HistoryBounds& bounds)
+    : m_handle(new Handle{.file = {}}), m_bounds(bounds) {
+    prepare();
+}
 
-Database::Database(const std::string& sDirectory)
-    : m_handle(new Handle{.file = DatabaseFile(sDirectory)}) {
+Database::Database(const std::string& sDirectory, const HistoryBounds& bounds)
+    : m_handle(new Handle{.file = DatabaseFile(sDirectory)}), m_bounds(bounds) {
     prepare();
 }
 
@@ -61,13 +84,14 @@ void Database::prepare() {
     m_handle->rollBack = {db, "ROLLBACK"};
     m_handle->overwrite = {db, ("PRAGMA user_version = " + std::to_string(kLayoutVersion)).c_str()};
     m_handle->putSetting = {db, "INSERT OR REPLACE INTO setting VALUES (?, ?, ?, ?)"};
-    m_handle->putChange = {db, "INSERT INTO change VALUES (?, ?, ?, ?, ?, ?, ?)"};
-    m_handle->dropChanges = {db, "DELETE FROM change WHERE revision < ?"};
+    m_handle->putChange = {db, "INSERT INTO change VALUES (?, ?, ?, ?, ?, ?, ?, ?, ?)"};
+    m_handle->dropChange = {db, "DELETE FROM change WHERE revision = ?"};
     m_handle->getSetting = {
         db, "SELECT content, revision FROM setting WHERE variable = ? AND aspect = ?"};
-    m_handle->getUp = {db, "SELECT * FROM change WHERE revision BETWEEN ? AND ? ORDER BY revision"};
-    m_handle->getDown = {
-        db, "SELECT * FROM change WHERE revision BETWEEN ? AND ? ORDER BY revision DESC"};
+    m_handle->getChange = {
+        db, "SELECT time_us, client, uid, pid, role, size FROM change WHERE revision = ?"};
+    m_handle->getFreePages = {db, "PRAGMA freelist_count"};
+    m_handle->giveBack = {db, kGiveBack};
     // as the view `detail`, whose texts are parsed once only
     m_handle->getFields = {db,
                            "SELECT field.value FROM change, json_tree(details) AS field "
@@ -75,22 +99,39 @@ void Database::prepare() {
     int nCode = SQLITE_OK;
     for (const sqlite::Statement* const statement :
          {&m_handle->begin, &m_handle->commit, &m_handle->rollBack, &m_handle->overwrite,
-          &m_handle->putSetting, &m_handle->putChange, &m_handle->dropChanges,
-          &m_handle->getSetting, &m_handle->getUp, &m_handle->getDown, &m_handle->getFields}) {
+          &m_handle->putSetting, &m_handle->putChange, &m_handle->dropChange, &m_handle->getSetting,
+          &m_handle->getChange, &m_handle->getFields, &m_handle->getFreePages,
+          &m_handle->giveBack}) {
         nCode = nCode == SQLITE_OK ? statement->code() : nCode;
     }
-    refuseAfter(nCode == SQLITE_OK ? readWithRetries([this] { return readBounds(); }) : nCode);
+    const auto read = [this] {
+        m_index = HistoryIndex(m_bounds);
+        return readIndex(m_index);
+    };
+    refuseAfter(nCode == SQLITE_OK ? readWithRetries(read) : nCode);
 }
 
-int Database::readBounds() {
-    sqlite::Statement bounds(m_handle->file.connection(),
-                             "SELECT max(revision), min(revision) FROM change");
-    sqlite::Query ends = bounds.with();
-    if (ends.next() && !ends.isNull(0)) {
-        m_nNewest = static_cast<std::uint64_t>(ends.integer(0));
-        m_nOldest = static_cast<std::uint64_t>(ends.integer(1));
+/// Without the details: long ones are on pages of their own, which are not read.
+int Database::readIndex(HistoryIndex& index) {
+    sqlite::Statement changes(m_handle->file.connection(),
+                              "SELECT revision, uid, size, touched FROM change ORDER BY revision");
+    sqlite::Query row = changes.with();
+    while (row.next()) {
+        index.add(static_cast<std::uint64_t>(row.integer(0)), static_cast<uid_t>(row.integer(1)),
+                  static_cast<std::size_t>(row.integer(2)), row.text(3));
     }
-    return ends.code() == SQLITE_ROW ? SQLITE_OK : ends.code();
+    if (row.code() != SQLITE_OK) {
+        return row.code();
+    }
+    sqlite::Statement settings(m_handle->file.connection(),
+                               "SELECT variable, aspect, revision FROM setting");
+    sqlite::Query setting = settings.with();
+    while (setting.next()) {
+        if (const auto aspect = aspectNamed(setting.text(1))) {
+            index.hold(setting.text(0), *aspect, static_cast<std::uint64_t>(setting.integer(2)));
+        }
+    }
+    return setting.code();
 }
 
 /// What cannot be read at the start is not written over.
@@ -102,7 +143,7 @@ void Database::refuseAfter(int nCode) {
 
 void Database::maskHistory(const std::set<std::string>& secrets) {
     // what a first start would have to remember costs it a commit; the second is early enough
-    if (m_handle->file.isWritable() && m_nNewest > 0 &&
+    if (m_handle->file.isWritable() && !m_index.empty() &&
         maskSecretHistory(m_handle->file.connection(), secrets) != SQLITE_OK) {
         (void)failed("mask secrets in", kWriteError);
     }
@@ -156,7 +197,12 @@ eErrorT Database::commit(std::span<const Record> changes, std::span<const Settin
     if (!m_handle->file.isWritable()) {
         return kWriteError;  // the log says why, once
     }
-    if (write(changes, settings) != SQLITE_OK) {
+    const std::vector<std::uint64_t> dropped = m_index.excess();
+    int nCode = m_handle->begin.run();
+    nCode = nCode == SQLITE_OK ? write(changes, settings) : nCode;
+    nCode = nCode == SQLITE_OK ? drop(dropped) : nCode;
+    nCode = nCode == SQLITE_OK ? m_handle->commit.run() : nCode;
+    if (nCode != SQLITE_OK) {
         const eErrorT result = failed("write", kWriteError);
         (void)m_handle->rollBack.run();  // some failures have rolled it back already
         // after a failed sync all of it may be in the "-wal", and would hold after a restart: a
@@ -164,14 +210,19 @@ eErrorT Database::commit(std::span<const Record> changes, std::span<const Settin
         (void)m_handle->overwrite.run();
         return result;
     }
-    m_nNewest = changes.back().nRevision;
+    m_index.remove(dropped);
+    for (std::size_t i = 0; i < changes.size(); ++i) {
+        m_index.add(changes[i].nRevision, changes[i].requester.uid, m_written[i].nBytes,
+                    m_written[i].sTouched);
+    }
+    for (const Setting& setting : settings) {
+        m_index.hold(setting.sVariable, setting.aspect, setting.nRevision);
+    }
     return kNoError;
 }
 
 int Database::write(std::span<const Record> changes, std::span<const Setting> settings) {
-    if (const int nCode = m_handle->begin.run(); nCode != SQLITE_OK) {
-        return nCode;
-    }
+    m_written.clear();
     for (const Record& change : changes) {
         if (const int nCode = write(change); nCode != SQLITE_OK) {
             return nCode;
@@ -182,10 +233,7 @@ int Database::write(std::span<const Record> changes, std::span<const Setting> se
             return nCode;
         }
     }
-    if (const int nCode = prune(changes.back().nRevision); nCode != SQLITE_OK) {
-        return nCode;
-    }
-    return m_handle->commit.run();
+    return SQLITE_OK;
 }
 
 int Database::write(const Record& change) {
@@ -195,9 +243,14 @@ int Database::write(const Record& change) {
     }
     writeDetails(change, m_sDetails);
     const pbcommon::Requester& requester = change.requester;
+    std::string sTouched = touchedBy(change);
+    const std::size_t nBytes = m_sDetails.size() + sTouched.size() + requester.sClient.size();
+    const WrittenT& written =
+        m_written.emplace_back(WrittenT{.nBytes = nBytes, .sTouched = std::move(sTouched)});
     return m_handle->putChange
         .with(static_cast<std::int64_t>(change.nRevision), change.nTimeUs, requester.sClient,
-              requester.uid, requester.pid, pbcommon::roleName(requester.role), m_sDetails)
+              requester.uid, requester.pid, pbcommon::roleName(requester.role),
+              static_cast<std::int64_t>(nBytes), written.sTouched, m_sDetails)
         .run();
 }
 
@@ -209,45 +262,59 @@ int Database::write(const Setting& setting) {
                            : put.with(setting.sVariable, aspect, nullptr, nRevision).run();
 }
 
-int Database::prune(std::uint64_t nNewest) {
-    if (nNewest < m_nOldest + kHistoryLength + kPruneBatch) {
-        return SQLITE_OK;
+int Database::drop(std::span<const std::uint64_t> changes) {
+    for (const std::uint64_t nRevision : changes) {
+        const int nCode = m_handle->dropChange.with(static_cast<std::int64_t>(nRevision)).run();
+        if (nCode != SQLITE_OK) {
+            return nCode;
+        }
     }
-    const std::uint64_t nFirst = nNewest - kHistoryLength + 1;
-    const int nCode = m_handle->dropChanges.with(static_cast<std::int64_t>(nFirst)).run();
-    if (nCode == SQLITE_OK) {
-        m_nOldest = nFirst;  // too late at worst: what a failure has kept is dropped with the next
-    }
-    return nCode;
+    return changes.empty() && !m_bShrinks ? SQLITE_OK : shrink();
 }
 
-std::uint64_t Database::oldest() const {
-    return m_nNewest < m_nOldest + kHistoryLength ? m_nOldest : m_nNewest - kHistoryLength + 1;
+/// Gives the file system back what the file no longer needs, a little with each commit.
+int Database::shrink() {
+    sqlite::Query free = m_handle->getFreePages.with();
+    if (!free.next()) {
+        return free.code();
+    }
+    m_bShrinks = free.integer(0) > kKeptPages;
+    return m_bShrinks ? m_handle->giveBack.run() : SQLITE_OK;
 }
 
 eErrorT Database::readHistory(std::uint64_t nFrom, std::uint64_t nTo, Order order,
+                              const std::function<bool(const std::string&)>& isWanted,
                               const std::function<bool(const Record&)>& visit) {
-    if (m_handle->file.connection() == nullptr) {
-        return kNoError;
-    }
-    sqlite::Statement& changes = order == Order::kOldestFirst ? m_handle->getUp : m_handle->getDown;
-    sqlite::Query rows = changes.with(static_cast<std::int64_t>(std::max(nFrom, oldest())),
-                                      static_cast<std::int64_t>(std::min(nTo, m_nNewest)));
-    while (rows.next()) {
-        Record record{.nRevision = static_cast<std::uint64_t>(rows.integer(0)),
-                      .nTimeUs = rows.integer(1),
-                      .requester = {.role = roleKept(rows.text(5)),
-                                    .uid = static_cast<uid_t>(rows.integer(3)),
-                                    .pid = static_cast<pid_t>(rows.integer(4)),
-                                    .sClient = rows.text(2)}};
-        if (readDetails(record) != SQLITE_OK) {
-            return failed("read", kServerError);
+    const HistoryIndex::WantedT wanted = m_index.wanted(isWanted);
+    const bool bUp = order == Order::kOldestFirst;
+    std::uint64_t nRevision = m_index.next(bUp ? nFrom : nTo, order, wanted);
+    while (nRevision != 0 && nRevision >= nFrom && nRevision <= nTo) {
+        Record record;
+        const eErrorT result = readChange(nRevision, record);
+        if (result != kNoError) {
+            return result;
         }
         if (!visit(record)) {
-            return kNoError;
+            break;
         }
+        nRevision = m_index.next(bUp ? nRevision + 1 : nRevision - 1, order, wanted);
     }
-    return rows.code() == SQLITE_OK ? kNoError : failed("read", kServerError);
+    return kNoError;
+}
+
+eErrorT Database::readChange(std::uint64_t nRevision, Record& record) {
+    sqlite::Query row = m_handle->getChange.with(static_cast<std::int64_t>(nRevision));
+    if (!row.next()) {
+        return row.code() == SQLITE_OK ? kItemNotFound : failed("read", kServerError);
+    }
+    record = {.nRevision = nRevision,
+              .nTimeUs = row.integer(0),
+              .requester = {.role = roleKept(row.text(4)),
+                            .uid = static_cast<uid_t>(row.integer(2)),
+                            .pid = static_cast<pid_t>(row.integer(3)),
+                            .sClient = row.text(1)},
+              .nMaxBytes = static_cast<std::size_t>(row.integer(5))};
+    return readDetails(record) == SQLITE_OK ? kNoError : failed("read", kServerError);
 }
 
 int Database::readDetails(Record& record) {

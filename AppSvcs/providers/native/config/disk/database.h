@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "ErrTypes.h"
+#include "disk/historyindex.h"
 #include "model/aspects.h"
 #include "model/record.h"
 
@@ -22,11 +23,11 @@ namespace AppConfig {
 class Database {
 public:
     /// In memory, gone with the object.
-    Database();
+    explicit Database(const HistoryBounds& bounds = {});
     /// In a directory. See DatabaseFile, also for what happens where it cannot be used: without a
     /// file there is nothing to read, and where it cannot be written, or not all of it be read,
     /// every commit fails.
-    explicit Database(const std::string& sDirectory);
+    explicit Database(const std::string& sDirectory, const HistoryBounds& bounds = {});
     ~Database();
 
     Database(const Database&) = delete;
@@ -50,34 +51,47 @@ public:
                                  std::span<const Setting> settings);
 
     // history
-    static constexpr std::uint64_t kHistoryLength = 10'000;
     /// Revisions that it reaches from and to; 0 for the newest while there is none.
-    [[nodiscard]] std::uint64_t oldest() const;
-    [[nodiscard]] std::uint64_t newest() const { return m_nNewest; }
-    enum class Order { kNewestFirst, kOldestFirst };
-    /// Visits the changes from revision `nFrom` to `nTo`, until `visit` returns false.
+    [[nodiscard]] std::uint64_t oldest() const { return m_index.oldest(); }
+    [[nodiscard]] std::uint64_t newest() const { return m_index.newest(); }
+    /// From here on no change is missing.
+    [[nodiscard]] std::uint64_t completeFrom() const { return m_index.completeFrom(); }
+    using Order = HistoryIndex::Order;
+    /// Visits the changes from revision `nFrom` to `nTo` that touch a variable that is wanted,
+    /// until `visit` returns false. Others are not read.
     /// @return kNoError; kServerError (it cannot be read; logged)
     [[nodiscard]] eErrorT readHistory(std::uint64_t nFrom, std::uint64_t nTo, Order order,
+                                      const std::function<bool(const std::string&)>& isWanted,
                                       const std::function<bool(const Record&)>& visit);
+    /// @return as readHistory(); kItemNotFound (history has no such change)
+    [[nodiscard]] eErrorT readChange(std::uint64_t nRevision, Record& record);
 
 private:
     struct Handle;
+    /// What the index keeps of a change.
+    struct WrittenT {
+        std::size_t nBytes;
+        std::string sTouched;
+    };
 
     void prepare();
-    [[nodiscard]] int readBounds();
+    [[nodiscard]] int readIndex(HistoryIndex& index);
     [[nodiscard]] int readSettings(std::vector<Setting>& settings);
     void refuseAfter(int nCode);
     [[nodiscard]] int write(std::span<const Record> changes, std::span<const Setting> settings);
     [[nodiscard]] int write(const Record& change);
     [[nodiscard]] int write(const Setting& setting);
-    [[nodiscard]] int prune(std::uint64_t nNewest);
+    [[nodiscard]] int drop(std::span<const std::uint64_t> changes);
+    [[nodiscard]] int shrink();
     [[nodiscard]] int readDetails(Record& record);
     [[nodiscard]] eErrorT failed(const char* what, eErrorT code) const;
 
     const std::unique_ptr<Handle> m_handle;  ///< the file, and the statements on it
-    std::string m_sDetails;                  ///< its memory is used again
-    std::uint64_t m_nNewest = 0;
-    std::uint64_t m_nOldest = 1;  ///< in the file, which may reach back further than is shown
+    const HistoryBounds m_bounds;
+    HistoryIndex m_index{m_bounds};
+    std::string m_sDetails;             ///< its memory is used again
+    std::vector<WrittenT> m_written{};  ///< of the changes that are being written
+    bool m_bShrinks = false;            ///< the file has more free pages than it needs
 };
 
 }  // namespace AppConfig

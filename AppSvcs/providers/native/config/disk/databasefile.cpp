@@ -81,7 +81,8 @@ bool rename(const std::string& sFrom, const std::string& sTo) {
 /// that, and it is no damage.
 bool isUnread(const std::string& sCheck) {
     return sCheck.find("unable to get the page") != std::string::npos ||
-           sCheck.find("failed to get page") != std::string::npos;
+           sCheck.find("failed to get page") != std::string::npos ||
+           sCheck.find("Failed to read ptrmap") != std::string::npos;
 }
 
 /// A path within a URI.
@@ -266,6 +267,7 @@ DatabaseFile::Condition DatabaseFile::tryToOpen() {
     }
     if (condition == Condition::kOurs) {
         sqlite3_db_config(m_connection.get(), SQLITE_DBCONFIG_NO_CKPT_ON_CLOSE, 0, nullptr);
+        letShrink();
     }
     return condition;
 }
@@ -313,10 +315,21 @@ DatabaseFile::Condition DatabaseFile::check() {
     return m_nVersion == kLayoutVersion ? Condition::kOurs : Condition::kEarlier;
 }
 
+/// Has pages that are no longer needed given back with later commits. Files of the first versions
+/// have to be written anew for that, once; where it fails they stay as long as they are.
+void DatabaseFile::letShrink() {
+    std::string sMode;
+    if (read("PRAGMA auto_vacuum", sMode) == SQLITE_OK && sMode == "0" &&
+        execute("PRAGMA auto_vacuum = INCREMENTAL; VACUUM") != SQLITE_OK) {
+        logwarn("cfgCommon", "cannot shrink %s: %s\n", m_sPath.c_str(),
+                sqlite3_errmsg(m_connection.get()));
+    }
+}
+
 /// Brings the tables to this version. Either all of it is there afterwards, or nothing.
 DatabaseFile::Condition DatabaseFile::bringUp() {
     const std::string sId = "PRAGMA application_id = " + std::to_string(kApplicationId);
-    int nCode = execute("BEGIN");
+    int nCode = execute("PRAGMA auto_vacuum = INCREMENTAL; BEGIN");
     nCode = nCode == SQLITE_OK ? execute(sId.c_str()) : nCode;
     nCode = nCode == SQLITE_OK ? makeTables(m_connection.get(), m_nVersion) : nCode;
     nCode = nCode == SQLITE_OK ? execute("COMMIT") : nCode;

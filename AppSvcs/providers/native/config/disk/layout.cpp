@@ -56,6 +56,38 @@ constexpr const char* kLayouts[] = {
     "  detail.value ->> '$[6]' AS reader,  detail.value ->> '$[7]' AS trigger_reader "
     "FROM change, json_each(change.details) AS detail;"
     "CREATE TABLE secret (variable TEXT PRIMARY KEY) STRICT, WITHOUT ROWID;",
+
+    // history of more than 64 MiB, which earlier versions could have: the rest is dropped, but for
+    // what settings go back to. The columns that are read at each start come before the details.
+    "DROP VIEW detail;"
+    "DELETE FROM change WHERE revision NOT IN (SELECT revision FROM setting) AND revision <= ("
+    "  SELECT coalesce(max(revision), 0) FROM (SELECT revision,"
+    "    sum(length(CAST(details AS BLOB))) OVER (ORDER BY revision DESC) AS total FROM change)"
+    "  WHERE total > 67108864);"
+    "ALTER TABLE change RENAME TO change2;"
+    "CREATE TABLE change ("
+    "  revision INTEGER PRIMARY KEY,"
+    "  time_us  INTEGER NOT NULL,"
+    "  client   TEXT NOT NULL,"
+    "  uid      INTEGER NOT NULL,"
+    "  pid      INTEGER NOT NULL,"
+    "  role     TEXT NOT NULL,"
+    "  size     INTEGER NOT NULL,"
+    "  touched  TEXT NOT NULL,"
+    "  details  TEXT NOT NULL"
+    ") STRICT;"
+    "INSERT INTO change SELECT revision, time_us, client, uid, pid, role,"
+    "  length(CAST(details AS BLOB)),"
+    "  CASE WHEN json_valid(details) THEN coalesce((SELECT"
+    "    replace(group_concat(DISTINCT value ->> '$[0]'), ',', ' ') FROM json_each(details)), '')"
+    "  ELSE '' END, details FROM change2;"
+    "DROP TABLE change2;"
+    "CREATE VIEW detail AS SELECT  revision,  detail.key              AS place,"
+    "  detail.value ->> '$[0]' AS variable,  detail.value ->> '$[1]' AS aspect,"
+    "  detail.value ->> '$[2]' AS before,  detail.value ->> '$[3]' AS after,"
+    "  detail.value ->> '$[4]' AS cause,  detail.value ->> '$[5]' AS trigger,"
+    "  detail.value ->> '$[6]' AS reader,  detail.value ->> '$[7]' AS trigger_reader "
+    "FROM change, json_each(change.details) AS detail;",
 };
 static_assert(std::size(kLayouts) == kLayoutVersion);
 

@@ -7,7 +7,7 @@ namespace AppConfig {
 
 /// The version of the tables that this service works with, as the database keeps it
 /// (`PRAGMA user_version`). docs/database.md describes them.
-inline constexpr int kLayoutVersion = 2;
+inline constexpr int kLayoutVersion = 3;
 
 /// Brings a database's tables from one version to a later one.
 /// @param nFrom  0: it has no tables

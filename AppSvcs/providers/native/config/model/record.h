@@ -50,7 +50,8 @@ struct Record {
     pbcommon::Requester requester{};
     std::vector<RecordedAssignment> assignments{};
     std::vector<RecordedEffect> effects{};
-    std::size_t nMaxBytes = 0;  ///< what it takes in a message, at most; of one just filled
+    /// What it takes in a message, at most; of one that has been read, in the database.
+    std::size_t nMaxBytes = 0;
 };
 
 /// Fills a record, its revision left out. Its memory is used again.

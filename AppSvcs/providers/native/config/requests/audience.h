@@ -33,8 +33,10 @@ public:
     void tell(const Record& record,
               google::protobuf::RepeatedPtrField<pbcommon::Effect>& told) const;
 
-private:
+    /// Whether the role may read a variable now.
     [[nodiscard]] bool mayRead(const std::string& sVariable) const;
+
+private:
     [[nodiscard]] bool mayHear(const std::string& sVariable, SecurityRole reader) const;
     [[nodiscard]] std::string masked(const std::string& sVariable, const std::string& sValue) const;
     void fill(pbcommon::Effect& message, const RecordedEffect& effect) const;

@@ -12,8 +12,9 @@
 
 namespace AppConfig {
 
-/// A page ends after this; what was added last still fits into the frame.
-inline constexpr std::size_t kPageBytes = pbcommon::kMaxMessageBytes / 4;
+/// A page ends after so much has been read or told: the next request continues, and others come in
+/// between.
+inline constexpr std::size_t kPageBytes = std::size_t{64} << 10;
 
 /// Collects a page of history, in the order in which it is visited.
 class Page {
@@ -24,10 +25,12 @@ public:
          google::protobuf::RepeatedPtrField<pbcommon::Change>& changes)
         : m_audience(audience), m_sPattern(sPattern), m_nLimit(nLimit), m_changes(changes) {}
 
-    /// @return whether there is room for more
+    /// What the role may not see of it is left out. @return whether there is room for more
     [[nodiscard]] bool add(const Record& record);
     /// Of the change that was added last; 0: none.
     [[nodiscard]] std::uint64_t revision() const { return m_nRevision; }
+    [[nodiscard]] bool isFull() const { return m_bFull; }
+    [[nodiscard]] bool isWanted(const std::string& sVariable) const;
 
 private:
     const Audience& m_audience;
@@ -36,7 +39,7 @@ private:
     google::protobuf::RepeatedPtrField<pbcommon::Change>& m_changes;
     std::uint64_t m_nRevision = 0;
     std::size_t m_nBytes = 0;
-    int m_nScanned = 0;
+    bool m_bFull = false;
 };
 
 }  // namespace AppConfig

@@ -217,13 +217,13 @@ PbUtility::Answer ConfigRequests::watch(const Requester& requester, const Reques
         answer.set_revision(nNewest);
         return {.watcher = PbUtility::Watcher{.role = requester.role, .sPattern = watch.pattern()}};
     }
-    if (nSince + 1 < database.oldest()) {
-        answer.set_oldest(database.oldest());
+    if (nSince + 1 < database.completeFrom()) {
+        answer.set_oldest(database.completeFrom());
     }
     const Audience audience(m_store, requester.role, Audience::Moment::kHistory);
     Page page(audience, watch.pattern(), 0, *answer.mutable_change());
     if (readPage(page, nSince + 1, nNewest, Database::Order::kOldestFirst, reply)) {
-        answer.set_revision(page.revision());
+        answer.set_revision(page.isFull() ? page.revision() : nNewest);
     }
     return {};
 }
@@ -239,10 +239,15 @@ PbUtility::Answer ConfigRequests::history(const Requester& requester, const Requ
     pbcommon::HistoryReply& answer = *reply.mutable_history();
     const Audience audience(m_store, requester.role, Audience::Moment::kHistory);
     Page page(audience, history.pattern(), history.limit(), *answer.mutable_change());
-    if (nBefore > database.oldest() &&
-        readPage(page, database.oldest(), nBefore - 1, Database::Order::kNewestFirst, reply) &&
-        page.revision() > database.oldest()) {
+    if (nBefore <= database.oldest() ||
+        !readPage(page, database.oldest(), nBefore - 1, Database::Order::kNewestFirst, reply)) {
+        return {};
+    }
+    if (page.isFull() && page.revision() > database.oldest()) {
         answer.set_revision(page.revision());
+    }
+    if (database.completeFrom() > 1) {
+        answer.set_oldest(database.completeFrom());
     }
     return {};
 }
@@ -250,8 +255,11 @@ PbUtility::Answer ConfigRequests::history(const Requester& requester, const Requ
 /// @return whether history could be read; else the reply is a refusal
 bool ConfigRequests::readPage(Page& page, std::uint64_t nFrom, std::uint64_t nTo,
                               Database::Order order, Reply& reply) {
-    const auto add = [&page](const Record& change) { return page.add(change); };
-    const bool bRead = m_store.database().readHistory(nFrom, nTo, order, add) == kNoError;
+    const bool bRead =
+        m_store.database().readHistory(
+            nFrom, nTo, order,
+            [&page](const std::string& sVariable) { return page.isWanted(sVariable); },
+            [&page](const Record& change) { return page.add(change); }) == kNoError;
     if (!bRead) {
         reply.clear_body();
         refuse(reply, pbcommon::ERR_HISTORY_UNREADABLE);
@@ -284,12 +292,11 @@ void ConfigRequests::explain(const Requester& requester, const Cell& cell, pbcom
         return;
     }
     reason.set_revision(kept.nRevision);
-    const Audience audience(m_store, requester.role, Audience::Moment::kHistory);
-    (void)m_store.database().readHistory(
-        kept.nRevision, kept.nRevision, Database::Order::kOldestFirst, [&](const Record& change) {
-            (void)audience.tell(change, "*", *reason.mutable_change());
-            return true;
-        });
+    Record change;
+    if (m_store.database().readChange(kept.nRevision, change) == kNoError) {
+        (void)Audience(m_store, requester.role, Audience::Moment::kHistory)
+            .tell(change, "*", *reason.mutable_change());
+    }
 }
 
 PbUtility::Answer ConfigRequests::list(const Requester& requester, const Request& request,
