@@ -111,7 +111,7 @@ TEST_F(Store, RefusesInTheOrderOfItsChecksAndLogsEachRefusalOnce) {
         provide(c.variable, &m_first);
         EXPECT_EQ(set(c.role, {{c.variable, c.sValue}}), c.sReason + c.sShown + " failed 0");
         EXPECT_GE(m_log.count("refused change of n." + pbcommon::printable(c.variable, 80) +
-                              " by uid 7, process 8 (me), role " + pbcommon::roleName(c.role) +
+                              " by uid 7 (lp), process 8 (me), role " + pbcommon::roleName(c.role) +
                               ": " + c.sReason + "\n"),
                   1U);
         if (c.asked != nullptr) {
@@ -273,6 +273,9 @@ TEST_F(Store, TellsAWatcherOfWhatItsRoleMaySeeAndOfNothingElse) {
             EXPECT_EQ(textOf(m_others.told), told);
         }
     }
+    const std::string sBy = " by uid 7 (lp), process 8 (me), role system: ";
+    EXPECT_EQ(m_log.count("revision 2" + sBy + "n.text n.hidden\n"), 1U);
+    EXPECT_EQ(m_log.count("revision "), std::size(rows));
 }
 
 TEST_F(Store, ShowsOfAChangeWhatItsOwnMomentShowsWhateverSharesItsCommit) {

@@ -4,7 +4,9 @@
 
 #include <set>
 
+#include "audit.h"
 #include "cfgvar.h"
+#include "logfile.h"
 #include "messages.pb.h"
 #include "tags.h"
 #include "temporarydirectory.h"
@@ -69,6 +71,38 @@ TEST(Tags, AreThoseOfTheProtocolsPageWithTheirCodesAndSentences) {
                   row.sentence + " |\n";
     }
     EXPECT_THAT(text, testing::HasSubstr("|---|---|---|\n" + sTable + "\n")) << sTable;
+}
+
+TEST(Audit, LimitsTheLinesAboutEachUserAndSaysHowManyItLeavesOut) {
+    const LogFile log;
+    pbcommon::Audit audit;
+    const auto start = pbcommon::Audit::Clock::now();
+    // so many lines wanted about a user after so many milliseconds, and how many are admitted
+    const struct {
+        uid_t uid;
+        int nMilliseconds, nWanted, nAdmitted;
+        const char* logged;
+    } steps[] = {
+        {7, 0, 130, 100, "too many lines about uid 7: leaving out some\n"},
+        {8, 0, 100, 100, ""},
+        {7, 99, 1, 0, ""},
+        {7, 1050, 12, 10, "lines about uid 7 that were left out: 31\n"},
+        {7, 60'000, 100, 100, "lines about uid 7 that were left out: 2\n"},
+    };
+    for (const auto& step : steps) {
+        int nAdmitted = 0;
+        for (int i = 0; i < step.nWanted; ++i) {
+            nAdmitted +=
+                audit.admits(step.uid, start + std::chrono::milliseconds(step.nMilliseconds));
+        }
+        EXPECT_EQ(nAdmitted, step.nAdmitted) << step.logged;
+        EXPECT_THAT(log.content(), testing::HasSubstr(step.logged));
+    }
+    EXPECT_EQ(log.count("uid"), 4U) << log.content();
+    EXPECT_EQ(audit.describe({AppConfig::kAdmin, 0, 8, "me"}),
+              "uid 0 (root), process 8 (me), role admin");
+    EXPECT_EQ(audit.describe({AppConfig::kUser, 65500, 8, ""}),
+              "uid 65500 (no login), process 8 (), role user");
 }
 
 }  // namespace

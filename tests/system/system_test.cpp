@@ -267,7 +267,8 @@ TEST_F(OtherUser, IsHeldToTheUserRole) {
         EXPECT_EQ(outcome.nStatus, 1) << arguments;
         EXPECT_THAT(outcome.sErr, HasSubstr("kNotAuthorized (-41)")) << arguments;
     }
-    EXPECT_THAT(m_daemon->log(), ContainsRegex("refused role admin to uid 65534, process [0-9]+"));
+    EXPECT_THAT(m_daemon->log(),
+                ContainsRegex("refused role admin to uid 65534 .nobody., process [0-9]+"));
     const Outcome none = other("options comm.callsetting.callfeatures.fips140enable");
     EXPECT_EQ(none.nStatus, 1);
     EXPECT_THAT(none.sOut, ContainsRegex("^true  .not accepted now: .* ERR_READ_ONLY.\nfalse  "));

@@ -77,8 +77,8 @@ const Cell* ConfigStore::read(const pbcommon::Requester& requester, const Addres
     if (cell != nullptr && cell->mayRead(requester.role)) {
         return cell;
     }
-    logRefusal("read", describe(requester), address,
-               {.code = kItemNotFound, .tags = {pbcommon::ERR_UNKNOWN_VARIABLE}});
+    logRefusal("read", requester, address,
+               {.code = kItemNotFound, .tags = {pbcommon::ERR_UNKNOWN_VARIABLE}}, m_audit);
     return nullptr;
 }
 
@@ -86,17 +86,43 @@ Transaction ConfigStore::begin(const pbcommon::Requester& requester, Mode mode) 
     if (m_pending.empty()) {
         commitServiceWrites();
     }
-    return {{m_state, m_handlers, m_cascade, m_pending}, requester, mode, m_state.mark()};
+    return {ground(), requester, mode, m_state.mark()};
+}
+
+Transaction::Ground ConfigStore::ground() {
+    return {m_state, m_handlers, m_cascade, m_pending, m_audit};
 }
 
 eErrorT ConfigStore::commit() {
     const eErrorT result = m_pending.commit();
     if (result == kNoError) {
         m_state.commit();
+        logCommitted();
     } else {
         m_state.rollBack(0);
     }
     return result;
+}
+
+/// One line for each change that is on disk now. What it has changed is in the history.
+void ConfigStore::logCommitted() {
+    constexpr std::size_t kMaxNamesBytes = 1024;
+    for (const Record& record : m_pending.committed()) {
+        if (!m_audit.admits(record.requester.uid)) {
+            continue;
+        }
+        std::set<std::string_view> names;
+        std::string sNames;
+        for (const RecordedAssignment& assignment : record.assignments) {
+            if (sNames.size() < kMaxNamesBytes && names.insert(assignment.sVariable).second) {
+                sNames += " " + assignment.sVariable;
+            }
+        }
+        loginfo("cfgCommon", "revision %llu by %s:%s%s\n",
+                static_cast<unsigned long long>(record.nRevision),
+                m_audit.describe(record.requester).c_str(), sNames.c_str(),
+                sNames.size() < kMaxNamesBytes ? "" : " ...");
+    }
 }
 
 void ConfigStore::commitServiceWrites() {
@@ -107,11 +133,13 @@ void ConfigStore::commitServiceWrites() {
     }
     const pbcommon::Requester service{
         .role = m_serviceRole, .uid = geteuid(), .pid = getpid(), .sClient = "start-up"};
-    Transaction writes({m_state, m_handlers, m_cascade, m_pending}, service, Mode::kCommit, kAll);
+    Transaction writes(ground(), service, Mode::kCommit, kAll);
     if (writes.adopt().code == kNoError && writes.keep() != 0) {
         // after a failure the rules hold all the same: the next start brings the state into line
         // again
-        (void)m_pending.commit();
+        if (m_pending.commit() == kNoError) {
+            logCommitted();
+        }
         m_pending.release();
         m_state.commit();
     }

@@ -91,6 +91,8 @@ private:
                                 Handler* handler);
     [[nodiscard]] Cell* findForService(const AddressView& address, const char* purpose);
     void restoreState();
+    [[nodiscard]] Transaction::Ground ground();
+    void logCommitted();
 
     const Schema m_schema;
     State m_state;
@@ -98,6 +100,7 @@ private:
     HandlerTable m_handlers;
     Cascade m_cascade;
     Pending m_pending;
+    pbcommon::Audit m_audit;
     SecurityRole m_serviceRole = kUser;
     AppCfgManager m_manager;
 };

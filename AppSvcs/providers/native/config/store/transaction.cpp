@@ -27,14 +27,17 @@ bool isOffered(const Cell& cell, std::string_view sValue) {
 
 }  // namespace
 
-void logRefusal(const char* what, const std::string& sRequester, const AddressView& address,
-                const Verdict& verdict) {
+void logRefusal(const char* what, const pbcommon::Requester& requester, const AddressView& address,
+                const Verdict& verdict, pbcommon::Audit& audit) {
+    if (!audit.admits(requester.uid)) {
+        return;
+    }
     std::string sReason = pbcommon::describeCode(verdict.code);
     for (const std::string& sTag : verdict.tags) {
         sReason += " " + sTag;
     }
     logwarn("cfgCommon", "refused %s of %s by %s: %s\n", what, printable(address).c_str(),
-            sRequester.c_str(), sReason.c_str());
+            audit.describe(requester).c_str(), sReason.c_str());
 }
 
 Transaction::Transaction(const Ground& ground, const pbcommon::Requester& requester, Mode mode,
@@ -63,7 +66,8 @@ Verdict Transaction::apply(std::span<const Proposal> proposals) {
         return refuseAnswer(proposals.front());
     }
     if (verdict.code != kNoError) {
-        logRefusal("change", requesterText(), proposals[*verdict.failed].address, verdict);
+        logRefusal("change", m_requester, proposals[*verdict.failed].address, verdict,
+                   m_ground.audit);
     }
     return verdict;
 }
@@ -176,7 +180,7 @@ const std::string& Transaction::requesterText() {
 
 Verdict Transaction::refuseAnswer(const Proposal& first) {
     Verdict verdict = refusal(pbcommon::ERR_ANSWER_TOO_LONG);
-    logRefusal("change", requesterText(), first.address, verdict);
+    logRefusal("change", m_requester, first.address, verdict, m_ground.audit);
     return verdict;
 }
 

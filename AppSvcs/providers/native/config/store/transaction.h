@@ -10,6 +10,7 @@
 #include <string_view>
 #include <vector>
 
+#include "audit.h"
 #include "model/record.h"
 #include "model/state.h"
 #include "requester.h"
@@ -40,10 +41,9 @@ enum class Mode {
 };
 
 /// Writes a refusal into the log: of what, of which variable, by whom, and why.
-/// @param what        "change" or "read"
-/// @param sRequester  as describe() has it
-void logRefusal(const char* what, const std::string& sRequester, const AddressView& address,
-                const Verdict& verdict);
+/// @param what  "change" or "read"
+void logRefusal(const char* what, const pbcommon::Requester& requester, const AddressView& address,
+                const Verdict& verdict, pbcommon::Audit& audit);
 
 /// A change under way: what it does holds in memory while this lives, and is undone with it unless
 /// it is kept; also when an exception passes through. One at a time. Threads as AppCfgManager.
@@ -55,6 +55,7 @@ public:
         const HandlerTable& handlers;
         Cascade& cascade;
         Pending& pending;
+        pbcommon::Audit& audit;
     };
 
     /// @param requester  borrowed

@@ -52,7 +52,7 @@ private:
 PbUtilsImpl::PbUtilsImpl(std::string sEndpointName)
     : m_sEndpointName(std::move(sEndpointName)),
       m_io(1),
-      m_gate(m_sEndpointName),
+      m_gate(m_sEndpointName, m_audit),
       m_turns(m_io, m_gate, m_connections),
       m_acceptor(m_io),
       m_timer(m_io),

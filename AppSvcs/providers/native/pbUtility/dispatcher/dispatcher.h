@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "ErrTypes.h"
+#include "audit.h"
 #include "clientlimits.h"
 #include "connections.h"
 #include "directorywatch.h"
@@ -62,6 +63,7 @@ public:
     [[nodiscard]] Served serve(Session& session, std::string_view message);
     [[nodiscard]] Turns& turns() { return m_turns; }
     [[nodiscard]] Connections& connections() { return m_connections; }
+    [[nodiscard]] pbcommon::Audit& audit() { return m_audit; }
     /// A session waits for the rest of a frame.
     void expectFrameEnd();
     void forget(const std::shared_ptr<Session>& session);
@@ -88,6 +90,7 @@ private:
 
     const std::string m_sEndpointName;
     asio::io_context m_io;
+    pbcommon::Audit m_audit;
     Gate m_gate;
     Connections m_connections;
     Turns m_turns;

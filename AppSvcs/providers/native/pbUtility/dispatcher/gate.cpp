@@ -30,7 +30,7 @@ Answer Gate::answer(const Peer& peer, const pbcommon::Request& request, pbcommon
             fillService(*reply.mutable_ping());
             return {};
         case pbcommon::Request::kShutdown:
-            loginfo("pbUtility", "shutdown by %s\n", describe(m_requester).c_str());
+            loginfo("pbUtility", "shutdown by %s\n", m_audit.describe(m_requester).c_str());
             bShutdown = true;
             return {};
         case pbcommon::Request::BODY_NOT_SET:
@@ -55,17 +55,23 @@ bool Gate::admits(const Peer& peer, const pbcommon::Request& request) {
     if (request.has_role()) {
         const AppConfig::SecurityRole role = pbcommon::roleOf(request.role());
         if (!pbcommon::Role_IsValid(request.role()) || role > peer.highestRole) {
-            logwarn("pbUtility", "refused role %s to %s\n", pbcommon::roleName(role).c_str(),
-                    describe(m_requester).c_str());
+            logRefusal("role " + pbcommon::roleName(role));
             return false;
         }
         m_requester.role = role;
     }
     if (request.has_shutdown() && m_requester.role < AppConfig::kSystem) {
-        logwarn("pbUtility", "refused shutdown to %s\n", describe(m_requester).c_str());
+        logRefusal("shutdown");
         return false;
     }
     return true;
+}
+
+void Gate::logRefusal(const std::string& sWhat) {
+    if (m_audit.admits(m_requester.uid)) {
+        logwarn("pbUtility", "refused %s to %s\n", sWhat.c_str(),
+                m_audit.describe(m_requester).c_str());
+    }
 }
 
 void Gate::fillService(pbcommon::Service& service) const {

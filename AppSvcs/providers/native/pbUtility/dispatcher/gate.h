@@ -3,6 +3,7 @@
 
 #include <string>
 
+#include "audit.h"
 #include "messages.pb.h"
 #include "peer.h"
 #include "requesthandler.h"
@@ -13,7 +14,9 @@ namespace PbUtility {
 /// request handler. Dispatcher's thread.
 class Gate {
 public:
-    explicit Gate(std::string sEndpointName) : m_sEndpointName(std::move(sEndpointName)) {}
+    /// @param audit  borrowed
+    Gate(std::string sEndpointName, pbcommon::Audit& audit)
+        : m_sEndpointName(std::move(sEndpointName)), m_audit(audit) {}
 
     /// @param handler  borrowed
     void setHandler(RequestHandler& handler) { m_handler = &handler; }
@@ -29,9 +32,11 @@ public:
 
 private:
     [[nodiscard]] bool admits(const Peer& peer, const pbcommon::Request& request);
+    void logRefusal(const std::string& sWhat);
     void fillService(pbcommon::Service& service) const;
 
     const std::string m_sEndpointName;
+    pbcommon::Audit& m_audit;
     RequestHandler* m_handler = nullptr;
     pbcommon::Requester m_requester;  ///< its memory is used again
 };

@@ -346,7 +346,7 @@ void Session::addMissedNotices() {
 }
 
 void Session::dropFor(const std::string& sReason) {
-    if (!m_bFinishing) {
+    if (!m_bFinishing && m_dispatcher.audit().admits(m_peer.uid)) {
         logwarn("pbUtility", "connection of uid %u, process %d closed: %s\n", m_peer.uid,
                 m_peer.pid, sReason.c_str());
     }

@@ -1,0 +1,72 @@
+#include "audit.h"
+
+#include <pwd.h>
+
+#include <algorithm>
+#include <array>
+
+#include "logmsg.h"
+#include "names.h"
+#include "text.h"
+
+namespace pbcommon {
+
+namespace {
+
+constexpr double kAtOnce = 100;
+constexpr double kPerSecond = 10;
+/// Users that are remembered; one whose lines are not limited now is forgotten for another.
+constexpr std::size_t kMaxUsers = 256;
+
+std::string loginOf(uid_t uid) {
+    std::array<char, 4096> texts{};
+    passwd entry{};
+    passwd* found = nullptr;
+    (void)getpwuid_r(uid, &entry, texts.data(), texts.size(), &found);
+    constexpr std::size_t kMaxBytes = 32;
+    return found == nullptr ? "(no login)" : "(" + cleaned(found->pw_name, kMaxBytes) + ")";
+}
+
+}  // namespace
+
+Audit::User& Audit::userOf(uid_t uid, Clock::time_point now) {
+    if (m_users.size() >= kMaxUsers && !m_users.contains(uid)) {
+        std::erase_if(m_users, [now](const auto& entry) {
+            const std::chrono::duration<double> idle = now - entry.second.since;
+            return entry.second.lines + idle.count() * kPerSecond >= kAtOnce;
+        });
+    }
+    return m_users.try_emplace(uid, User{.lines = kAtOnce, .since = now}).first->second;
+}
+
+bool Audit::admits(uid_t uid, Clock::time_point now) {
+    User& user = userOf(uid, now);
+    const std::chrono::duration<double> passed = now - user.since;
+    user.lines = std::min(kAtOnce, user.lines + passed.count() * kPerSecond);
+    user.since = now;
+    if (user.lines < 1) {
+        if (user.nLeftOut++ == 0) {
+            logwarn("cfgCommon", "too many lines about uid %u: leaving out some\n", uid);
+        }
+        return false;
+    }
+    if (user.nLeftOut > 0) {
+        logwarn("cfgCommon", "lines about uid %u that were left out: %llu\n", uid,
+                static_cast<unsigned long long>(user.nLeftOut));
+        user.nLeftOut = 0;
+    }
+    user.lines -= 1;
+    return true;
+}
+
+std::string Audit::describe(const Requester& requester) {
+    User& user = userOf(requester.uid, Clock::now());
+    if (user.sLogin.empty()) {
+        user.sLogin = loginOf(requester.uid);
+    }
+    return "uid " + std::to_string(requester.uid) + " " + user.sLogin + ", process " +
+           std::to_string(requester.pid) + " (" + requester.sClient + "), role " +
+           roleName(requester.role);
+}
+
+}  // namespace pbcommon
