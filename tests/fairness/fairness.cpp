@@ -11,6 +11,7 @@
 #include <atomic>
 #include <chrono>
 #include <filesystem>
+#include <sstream>
 
 #include "daemon.h"
 #include "setrequest.h"
@@ -235,12 +236,34 @@ WaitsT work(const std::string& sSocket, std::chrono::milliseconds duration) {
     return waits;
 }
 
+std::ptrdiff_t descriptorsOf(const Daemon& daemon) {
+    const std::string sDirectory = "/proc/" + std::to_string(daemon.pid()) + "/fd";
+    return std::distance(std::filesystem::directory_iterator(sDirectory), {});
+}
+
+/// In MiB.
+double residentOf(const Daemon& daemon) {
+    std::istringstream fields(
+        TemporaryDirectory::contentOf("/proc/" + std::to_string(daemon.pid()) + "/statm"));
+    double all = 0, resident = 0;
+    fields >> all >> resident;
+    return resident * static_cast<double>(sysconf(_SC_PAGESIZE)) / (1 << 20);
+}
+
+/// Whether the daemon holds no more descriptors than before, once it has seen that clients are
+/// gone.
+bool letsGo(const Daemon& daemon, std::ptrdiff_t nBefore) {
+    for (int i = 0; i < 5000 && descriptorsOf(daemon) > nBefore; ++i) usleep(1000);
+    return descriptorsOf(daemon) <= nBefore;
+}
+
 /// @return whether all was well
 bool measure(const AttackT& attack, std::size_t nConnections, std::chrono::milliseconds duration) {
     const TemporaryDirectory home;
     std::filesystem::permissions(home.path(), std::filesystem::perms(0755));
     Daemon daemon(home);
     if (!daemon.serves()) return false;
+    const std::ptrdiff_t nDescriptors = descriptorsOf(daemon) + 1;  // and the log of changes
     const std::string sSocket = home.path("run/appconfig.sock");
     auto& shared = *static_cast<SharedT*>(
         mmap(nullptr, sizeof(SharedT), PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0));
@@ -257,12 +280,22 @@ bool measure(const AttackT& attack, std::size_t nConnections, std::chrono::milli
                         static_cast<double>(duration.count());
     ::kill(attacker, SIGKILL);
     waitpid(attacker, nullptr, 0);
-    printf("%-28s %3zu %8.0f %8.0f %8.0f %8.0f %8.0f %8.0f %9.0f\n", attack.name, nConnections,
-           quantile(waits.get, 0.5), quantile(waits.get, 0.99), quantile(waits.get, 1),
-           quantile(waits.set, 0.5), quantile(waits.set, 0.99), quantile(waits.set, 1), rate);
+    const double most = residentOf(daemon);
+    const bool bWell = waits.nUnanswered == 0 && letsGo(daemon, nDescriptors);
+    const double history =
+        static_cast<double>(std::filesystem::file_size(home.path("state/appconfig.db"))) /
+        (1 << 20);
+    printf("%-28s %3zu %8.0f %8.0f %8.0f %8.0f %8.0f %8.0f %9.0f %5.1f %5.1f %6.1f\n", attack.name,
+           nConnections, quantile(waits.get, 0.5), quantile(waits.get, 0.99),
+           quantile(waits.get, 1), quantile(waits.set, 0.5), quantile(waits.set, 0.99),
+           quantile(waits.set, 1), rate, most, residentOf(daemon), history);
     fflush(stdout);
+    if (!bWell) {
+        printf("  ... unanswered %zu, descriptors %td, before %td\n", waits.nUnanswered,
+               descriptorsOf(daemon), nDescriptors);
+    }
     munmap(&shared, sizeof(shared));
-    return waits.nUnanswered == 0 && daemon.serves();
+    return bWell;
 }
 
 }  // namespace
@@ -271,9 +304,10 @@ int main(int argc, char** argv) {
     const std::chrono::milliseconds duration(argc > 1 ? atoi(argv[1]) : 300);
     const std::string sPart = argc > 2 ? argv[2] : "";
     if (geteuid() != 0) puts("not root: attacker and victim are the same user here");
-    printf("%-28s %3s %26s %26s %9s\n%-28s %3s %8s %8s %8s %8s %8s %8s %9s\n", "", "", "get, us",
-           "set, us", "attacker", "attack", "by", "p50", "p99", "longest", "p50", "p99", "longest",
-           "replies/s");
+    printf("%32s %26s %26s %9s %11s %6s\n", "", "get, us", "set, us", "attacker", "daemon, MiB",
+           "file,");
+    printf("%-28s %3s %8s %8s %8s %8s %8s %8s %9s %5s %5s %6s\n", "attack", "by", "p50", "p99",
+           "longest", "p50", "p99", "longest", "replies/s", "then", "after", "MiB");
     bool bWell = true;
     for (const AttackT& attack : attacks()) {
         if (std::string(attack.name).find(sPart) == std::string::npos) continue;

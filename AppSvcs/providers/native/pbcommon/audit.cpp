@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <array>
 
+#include "clientlimits.h"
 #include "logmsg.h"
 #include "names.h"
 #include "text.h"
@@ -13,8 +14,6 @@ namespace pbcommon {
 
 namespace {
 
-constexpr double kAtOnce = 100;
-constexpr double kPerSecond = 10;
 /// Users that are remembered; one whose lines are not limited now is forgotten for another.
 constexpr std::size_t kMaxUsers = 256;
 
@@ -33,16 +32,16 @@ Audit::User& Audit::userOf(uid_t uid, Clock::time_point now) {
     if (m_users.size() >= kMaxUsers && !m_users.contains(uid)) {
         std::erase_if(m_users, [now](const auto& entry) {
             const std::chrono::duration<double> idle = now - entry.second.since;
-            return entry.second.lines + idle.count() * kPerSecond >= kAtOnce;
+            return entry.second.lines + idle.count() * kLogLinesPerSecond >= kLogLinesAtOnce;
         });
     }
-    return m_users.try_emplace(uid, User{.lines = kAtOnce, .since = now}).first->second;
+    return m_users.try_emplace(uid, User{.lines = kLogLinesAtOnce, .since = now}).first->second;
 }
 
 bool Audit::admits(uid_t uid, Clock::time_point now) {
     User& user = userOf(uid, now);
     const std::chrono::duration<double> passed = now - user.since;
-    user.lines = std::min(kAtOnce, user.lines + passed.count() * kPerSecond);
+    user.lines = std::min(kLogLinesAtOnce, user.lines + passed.count() * kLogLinesPerSecond);
     user.since = now;
     if (user.lines < 1) {
         if (user.nLeftOut++ == 0) {

@@ -3,6 +3,7 @@
 
 #include <chrono>
 #include <cstddef>
+#include <cstdint>
 
 #include "SecurityRole.h"
 
@@ -12,6 +13,9 @@ namespace pbcommon {
 /// a connection closed; nobody else is affected.
 
 // of a request
+/// Of a page of a reply, told or looked at; a page with one change may be longer.
+inline constexpr std::size_t kPageBytes = std::size_t{64} << 10;
+inline constexpr std::uint32_t kPageVariables = 2048;  ///< that a page of a listing looks at
 inline constexpr std::size_t kMaxMessageBytes = std::size_t{1} << 20;  ///< a frame, either way
 inline constexpr int kMaxAssignments = 256;                            ///< of one change
 inline constexpr std::size_t kMaxPatternBytes = 256;
@@ -64,6 +68,14 @@ inline constexpr std::size_t kMaxInputBytesPerUser = std::size_t{16} << 20;
 inline constexpr std::size_t kMaxUnwrittenBytes = std::size_t{64} << 10;
 /// Events that wait for a client to read; further ones are missed.
 inline constexpr std::size_t kMaxUnreadEventBytes = std::size_t{256} << 10;
+
+// of what a user leaves behind
+/// History drops the oldest changes of the user who has most of them beyond these.
+inline constexpr std::size_t kMaxHistoryChanges = 10'000;
+inline constexpr std::size_t kMaxHistoryBytes = std::size_t{64} << 20;
+/// Lines of the platform's log about one user.
+inline constexpr double kLogLinesAtOnce = 100;
+inline constexpr double kLogLinesPerSecond = 10;
 
 }  // namespace pbcommon
 

@@ -82,6 +82,9 @@ HistoryIndex::WantedT HistoryIndex::wanted(
 
 std::uint64_t HistoryIndex::next(std::uint64_t nRevision, Order order,
                                  const WantedT& wanted) const {
+    if (std::ranges::find(wanted, true) == wanted.end()) {
+        return 0;
+    }
     const auto touches = [&wanted](const Entry& entry) {
         return std::ranges::any_of(entry.variables, [&](char32_t n) { return wanted[n]; });
     };

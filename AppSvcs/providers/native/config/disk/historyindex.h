@@ -14,14 +14,15 @@
 #include <utility>
 #include <vector>
 
+#include "clientlimits.h"
 #include "messages.pb.h"
 
 namespace AppConfig {
 
 /// What history keeps, at most. What a present setting goes back to is kept on top of that.
 struct HistoryBounds {
-    std::size_t nChanges = 10'000;
-    std::size_t nBytes = std::size_t{64} << 20;
+    std::size_t nChanges = pbcommon::kMaxHistoryChanges;
+    std::size_t nBytes = pbcommon::kMaxHistoryBytes;
 };
 
 /// What decides of each change in history whether it is looked for and whether it is kept, in

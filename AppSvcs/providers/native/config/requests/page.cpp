@@ -19,7 +19,7 @@ bool Page::add(const Record& record) {
     }
     m_nRevision = record.nRevision;
     const bool bEnough = static_cast<std::uint32_t>(m_changes.size()) == m_nLimit;
-    m_bFull = m_nBytes >= kPageBytes || (m_nLimit != 0 && bEnough);
+    m_bFull = m_nBytes >= pbcommon::kPageBytes || (m_nLimit != 0 && bEnough);
     return !m_bFull;
 }
 

@@ -12,11 +12,8 @@
 
 namespace AppConfig {
 
-/// A page ends after so much has been read or told: the next request continues, and others come in
-/// between.
-inline constexpr std::size_t kPageBytes = std::size_t{64} << 10;
-
-/// Collects a page of history, in the order in which it is visited.
+/// Collects a page of history, in the order in which it is visited. The next request continues, and
+/// others come in between.
 class Page {
 public:
     /// @param audience  borrowed, as the pattern and `changes`, which are filled

@@ -313,12 +313,15 @@ PbUtility::Answer ConfigRequests::list(const Requester& requester, const Request
             continue;
         }
         const std::uint32_t nPlace = nNext++;
-        if (nPlace < list.start() || !pbcommon::matchesPattern(list.pattern(), cell.sAddress)) {
+        if (nPlace < list.start()) {
             continue;
         }
-        if (nBytes > kPageBytes) {
+        if (nBytes > pbcommon::kPageBytes || nPlace - list.start() >= pbcommon::kPageVariables) {
             answer.set_next(nPlace);
             return {};
+        }
+        if (!pbcommon::matchesPattern(list.pattern(), cell.sAddress)) {
+            continue;
         }
         pbcommon::Variable& variable = *answer.add_variable();
         fill(variable, cell, Secrets::kMasked);

@@ -18,8 +18,8 @@ using std::chrono::milliseconds;
 constexpr microseconds kRound{25};
 /// So long one connection of a user is served before his next one.
 constexpr microseconds kTurn{10};
-/// A longer turn is followed by a rest.
-constexpr microseconds kShortTurn{50};
+/// What a turn takes beyond this is followed by a rest as long.
+constexpr microseconds kShortTurn{40};
 /// A change of so many bytes, with its answer, makes the commit longer: its user rests for that,
 /// too.
 constexpr std::size_t kLongChange = std::size_t{16} << 10;
@@ -136,7 +136,7 @@ void Turns::noteTurn(User& user, Clock::time_point began) {
 
 void Turns::restAfter(User& user, Clock::duration taken) const {
     if (taken > kShortTurn) {
-        user.restsUntil = std::max(user.restsUntil, m_now) + taken * 3 / 4;
+        user.restsUntil = std::max(user.restsUntil, m_now) + taken - kShortTurn;
     }
 }
 
