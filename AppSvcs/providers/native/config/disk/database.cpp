@@ -37,13 +37,16 @@ std::optional<std::string> contentIn(const sqlite::Query& row, int nColumn) {
 
 /// Addresses of what a change touches, each once, a blank between them.
 std::string touchedBy(const Record& change) {
-    std::set<std::string_view> variables;
+    std::vector<std::string_view> variables;
     for (const RecordedAssignment& assignment : change.assignments) {
-        variables.insert(assignment.sVariable);
+        variables.emplace_back(assignment.sVariable);
     }
     for (const RecordedEffect& effect : change.effects) {
-        variables.insert(effect.sVariable);
+        variables.emplace_back(effect.sVariable);
     }
+    std::ranges::sort(variables);
+    const auto repeated = std::ranges::unique(variables);
+    variables.erase(repeated.begin(), repeated.end());
     std::string sTouched;
     for (const std::string_view variable : variables) {
         sTouched.append(sTouched.empty() ? "" : " ").append(variable);

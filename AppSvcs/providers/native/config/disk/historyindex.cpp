@@ -44,8 +44,14 @@ void HistoryIndex::add(std::uint64_t nRevision, uid_t uid, std::size_t nBytes,
 }
 
 char32_t HistoryIndex::numberOf(std::string_view sVariable) {
-    const auto nNext = static_cast<char32_t>(m_numbers.size());
-    return m_numbers.try_emplace(std::string(sVariable), nNext).first->second;
+    const auto known = m_numbers.find(sVariable);
+    if (known != m_numbers.end()) {
+        return known->second;
+    }
+    const auto nNumber = static_cast<char32_t>(m_variables.size());
+    m_variables.push_back({.sAddress = std::string(sVariable)});
+    m_numbers.emplace(sVariable, nNumber);
+    return nNumber;
 }
 
 std::size_t HistoryIndex::placeOf(std::uint64_t nRevision) const {
@@ -61,7 +67,7 @@ std::uint32_t* HistoryIndex::holdsOf(std::uint64_t nRevision) {
 
 void HistoryIndex::hold(const std::string& sVariable, pbcommon::Aspect aspect,
                         std::uint64_t nRevision) {
-    std::uint64_t& nHeld = m_held[{sVariable, aspect}];
+    std::uint64_t& nHeld = m_variables[numberOf(sVariable)].held[static_cast<std::size_t>(aspect)];
     if (std::uint32_t* const nHolds = holdsOf(nHeld)) {
         --*nHolds;
     }
@@ -73,9 +79,9 @@ void HistoryIndex::hold(const std::string& sVariable, pbcommon::Aspect aspect,
 
 HistoryIndex::WantedT HistoryIndex::wanted(
     const std::function<bool(const std::string&)>& isWanted) const {
-    WantedT wanted(m_numbers.size());
-    for (const auto& [sVariable, nNumber] : m_numbers) {
-        wanted[nNumber] = isWanted(sVariable);
+    WantedT wanted;
+    for (const Variable& variable : m_variables) {
+        wanted.push_back(isWanted(variable.sAddress));
     }
     return wanted;
 }
@@ -106,7 +112,7 @@ std::vector<std::uint64_t> HistoryIndex::excess() const {
     const std::size_t nWantedBytes = m_bounds.nBytes - m_bounds.nBytes / kDroppedShare;
     struct Holder {
         Share share;
-        std::vector<Entry>::const_iterator next;  ///< the oldest of his that may be dropped
+        std::deque<Entry>::const_iterator next;  ///< the oldest of his that may be dropped
     };
     std::map<uid_t, Holder> holders;
     const auto advance = [this](Holder& holder, uid_t uid) {

@@ -3,15 +3,16 @@
 
 #include <sys/types.h>
 
+#include <array>
 #include <cstddef>
 #include <cstdint>
+#include <deque>
 #include <functional>
 #include <map>
 #include <span>
 #include <string>
 #include <string_view>
 #include <unordered_map>
-#include <utility>
 #include <vector>
 
 #include "clientlimits.h"
@@ -77,16 +78,25 @@ private:
         void remove(const Entry& entry);
     };
 
+    /// A variable that is or was touched.
+    struct Variable {
+        std::string sAddress;
+        std::array<std::uint64_t, pbcommon::Aspect_ARRAYSIZE> held{};  ///< what each aspect holds
+    };
+    struct Hash : std::hash<std::string_view> {
+        using is_transparent = void;
+    };
+
     [[nodiscard]] char32_t numberOf(std::string_view sVariable);
     [[nodiscard]] std::size_t placeOf(std::uint64_t nRevision) const;
     [[nodiscard]] std::uint32_t* holdsOf(std::uint64_t nRevision);
 
     HistoryBounds m_bounds;
-    std::vector<Entry> m_entries;  ///< by revision
+    std::deque<Entry> m_entries;  ///< by revision
     std::map<uid_t, Share> m_shares;
     Share m_all;
-    std::unordered_map<std::string, char32_t> m_numbers;  ///< of variables
-    std::map<std::pair<std::string, pbcommon::Aspect>, std::uint64_t> m_held;
+    std::vector<Variable> m_variables;  ///< by number
+    std::unordered_map<std::string, char32_t, Hash, std::equal_to<>> m_numbers;
     std::uint64_t m_nCompleteFrom = 1;
 };
 

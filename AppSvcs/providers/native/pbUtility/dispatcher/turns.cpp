@@ -158,7 +158,7 @@ void Turns::awaitCommit() {
 }
 
 void Turns::hold(const std::shared_ptr<Session>& session, std::size_t nBytes) {
-    if (std::ranges::find(m_holding, session) == m_holding.end()) {
+    if (m_holding.empty() || m_holding.back() != session) {
         m_holding.push_back(session);
     }
     ++m_nHeld;

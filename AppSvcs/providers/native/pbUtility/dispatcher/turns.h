@@ -86,7 +86,8 @@ private:
     Clock::time_point m_turnEnd, m_roundEnd;
 
     std::vector<std::shared_ptr<Session>> m_waiting;  ///< for the commit, unserved
-    std::vector<std::shared_ptr<Session>> m_holding;  ///< answers until the commit
+    std::vector<std::shared_ptr<Session>>
+        m_holding;  ///< answers until the commit; some more than once
     std::size_t m_nHeld = 0, m_nHeldBytes = 0;
     std::size_t m_nLongest = 0;       ///< of the changes in this commit, in bytes
     std::shared_ptr<User> m_longest;  ///< who made it
