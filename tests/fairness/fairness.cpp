@@ -2,7 +2,7 @@
 // how long the latter waits, and checks that each of his requests is answered and that the daemon
 // is afterwards what it was. No time is checked: the table is for people, and for bench/run.
 //
-// usage: fairness [MILLISECONDS=300] [PART OF A KIND'S NAME]
+// usage: fairness [MILLISECONDS=300] [PART OF A KIND'S NAME] [CONNECTIONS]
 #include <grp.h>
 #include <poll.h>
 #include <sys/mman.h>
@@ -309,9 +309,11 @@ int main(int argc, char** argv) {
     printf("%-28s %3s %8s %8s %8s %8s %8s %8s %9s %5s %5s %6s\n", "attack", "by", "p50", "p99",
            "longest", "p50", "p99", "longest", "replies/s", "then", "after", "MiB");
     bool bWell = true;
+    std::vector<std::size_t> numbers = {1, 64};
+    if (argc > 3) numbers = {static_cast<std::size_t>(atoi(argv[3]))};
     for (const AttackT& attack : attacks()) {
         if (std::string(attack.name).find(sPart) == std::string::npos) continue;
-        for (const std::size_t nConnections : {1U, 64U})
+        for (const std::size_t nConnections : numbers)
             bWell &= measure(attack, nConnections, duration);
     }
     return bWell ? 0 : 1;

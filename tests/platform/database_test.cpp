@@ -92,7 +92,7 @@ TEST_F(Durable, MovesAFileAsideThatItCannotUseAndBeginsAnother) {
     // clang-format off
     const struct { std::string sDirectory; const char* make; std::string sAside; } cases[] = {
         {"garbage",  "head -c 9000 /dev/urandom > appconfig.db",                                        "damaged"},
-        {"holed",    "dd if=/dev/zero of=appconfig.db bs=1 seek=9000 count=3000 conv=notrunc 2>dd.log", "damaged"},
+        {"holed",    "dd if=/dev/zero of=appconfig.db bs=1 seek=5000 count=3000 conv=notrunc 2>dd.log", "damaged"},
         {"cutshort", "truncate -s 8192 appconfig.db",                                                   "damaged"},
         {"foreign",  "rm appconfig.db; sqlite3 appconfig.db 'CREATE TABLE t (x); INSERT INTO t VALUES (1)'", "foreign"},
         {"newer",    "sqlite3 appconfig.db 'PRAGMA user_version = 4'",                                  "newer"},

@@ -1,6 +1,7 @@
 #include "disk/database.h"
 
 #include <algorithm>
+#include <iterator>
 #include <optional>
 #include <string_view>
 #include <utility>
@@ -15,11 +16,6 @@
 namespace AppConfig {
 
 namespace {
-
-/// So many free pages does the file keep for what comes; of more, so many are given back with each
-/// commit.
-constexpr std::int64_t kKeptPages = 512;
-constexpr const char* kGiveBack = "PRAGMA incremental_vacuum(64)";
 
 /// Reads once more, a few times, where a disk fails to give what it may give the next time.
 template <typename Read>
@@ -60,7 +56,7 @@ struct Database::Handle {
     DatabaseFile file;
     sqlite::Statement begin{}, commit{}, rollBack{}, overwrite{};
     sqlite::Statement putSetting{}, putChange{}, dropChange{};
-    sqlite::Statement getSetting{}, getChange{}, getFields{}, getFreePages{}, giveBack{};
+    sqlite::Statement getSetting{}, getChange{}, getFields{};
 };
 
 Database::Database(const HistoryBounds& bounds)
@@ -88,13 +84,11 @@ void Database::prepare() {
     m_handle->overwrite = {db, ("PRAGMA user_version = " + std::to_string(kLayoutVersion)).c_str()};
     m_handle->putSetting = {db, "INSERT OR REPLACE INTO setting VALUES (?, ?, ?, ?)"};
     m_handle->putChange = {db, "INSERT INTO change VALUES (?, ?, ?, ?, ?, ?, ?, ?, ?)"};
-    m_handle->dropChange = {db, "DELETE FROM change WHERE revision = ?"};
+    m_handle->dropChange = {db, "DELETE FROM change WHERE revision BETWEEN ? AND ?"};
     m_handle->getSetting = {
         db, "SELECT content, revision FROM setting WHERE variable = ? AND aspect = ?"};
     m_handle->getChange = {
         db, "SELECT time_us, client, uid, pid, role, size FROM change WHERE revision = ?"};
-    m_handle->getFreePages = {db, "PRAGMA freelist_count"};
-    m_handle->giveBack = {db, kGiveBack};
     // as the view `detail`, whose texts are parsed once only
     m_handle->getFields = {db,
                            "SELECT field.value FROM change, json_tree(details) AS field "
@@ -103,8 +97,7 @@ void Database::prepare() {
     for (const sqlite::Statement* const statement :
          {&m_handle->begin, &m_handle->commit, &m_handle->rollBack, &m_handle->overwrite,
           &m_handle->putSetting, &m_handle->putChange, &m_handle->dropChange, &m_handle->getSetting,
-          &m_handle->getChange, &m_handle->getFields, &m_handle->getFreePages,
-          &m_handle->giveBack}) {
+          &m_handle->getChange, &m_handle->getFields}) {
         nCode = nCode == SQLITE_OK ? statement->code() : nCode;
     }
     const auto read = [this] {
@@ -266,23 +259,20 @@ int Database::write(const Setting& setting) {
 }
 
 int Database::drop(std::span<const std::uint64_t> changes) {
-    for (const std::uint64_t nRevision : changes) {
-        const int nCode = m_handle->dropChange.with(static_cast<std::int64_t>(nRevision)).run();
+    for (auto first = changes.begin(); first != changes.end();) {
+        const auto gap = std::adjacent_find(
+            first, changes.end(), [](std::uint64_t a, std::uint64_t b) { return b != a + 1; });
+        const auto end = gap == changes.end() ? gap : std::next(gap);
+        const int nCode =
+            m_handle->dropChange
+                .with(static_cast<std::int64_t>(*first), static_cast<std::int64_t>(*std::prev(end)))
+                .run();
         if (nCode != SQLITE_OK) {
             return nCode;
         }
+        first = end;
     }
-    return changes.empty() && !m_bShrinks ? SQLITE_OK : shrink();
-}
-
-/// Gives the file system back what the file no longer needs, a little with each commit.
-int Database::shrink() {
-    sqlite::Query free = m_handle->getFreePages.with();
-    if (!free.next()) {
-        return free.code();
-    }
-    m_bShrinks = free.integer(0) > kKeptPages;
-    return m_bShrinks ? m_handle->giveBack.run() : SQLITE_OK;
+    return SQLITE_OK;
 }
 
 eErrorT Database::readHistory(std::uint64_t nFrom, std::uint64_t nTo, Order order,

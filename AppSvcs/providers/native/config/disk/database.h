@@ -82,7 +82,6 @@ private:
     [[nodiscard]] int write(const Record& change);
     [[nodiscard]] int write(const Setting& setting);
     [[nodiscard]] int drop(std::span<const std::uint64_t> changes);
-    [[nodiscard]] int shrink();
     [[nodiscard]] int readDetails(Record& record);
     [[nodiscard]] eErrorT failed(const char* what, eErrorT code) const;
 
@@ -91,7 +90,6 @@ private:
     HistoryIndex m_index{m_bounds};
     std::string m_sDetails;             ///< its memory is used again
     std::vector<WrittenT> m_written{};  ///< of the changes that are being written
-    bool m_bShrinks = false;            ///< the file has more free pages than it needs
 };
 
 }  // namespace AppConfig

@@ -31,6 +31,11 @@ constexpr const char* kParts[] = {"", "-wal", "-journal"};
 /// So often is a database opened: one read that fails says nothing about what is on the disk.
 constexpr int kTries = 5;
 
+/// Whether a file of more than 4 MiB would be half as long without its free pages.
+constexpr const char* kMostlyFree =
+    "SELECT page_count > 1024 AND freelist_count > page_count / 2"
+    " FROM pragma_page_count, pragma_freelist_count";
+
 /// Tells the store's databases from others: "ACfg".
 constexpr int kApplicationId = 0x41436667;
 
@@ -81,8 +86,7 @@ bool rename(const std::string& sFrom, const std::string& sTo) {
 /// that, and it is no damage.
 bool isUnread(const std::string& sCheck) {
     return sCheck.find("unable to get the page") != std::string::npos ||
-           sCheck.find("failed to get page") != std::string::npos ||
-           sCheck.find("Failed to read ptrmap") != std::string::npos;
+           sCheck.find("failed to get page") != std::string::npos;
 }
 
 /// A path within a URI.
@@ -267,7 +271,7 @@ DatabaseFile::Condition DatabaseFile::tryToOpen() {
     }
     if (condition == Condition::kOurs) {
         sqlite3_db_config(m_connection.get(), SQLITE_DBCONFIG_NO_CKPT_ON_CLOSE, 0, nullptr);
-        letShrink();
+        shrink();
     }
     return condition;
 }
@@ -315,12 +319,12 @@ DatabaseFile::Condition DatabaseFile::check() {
     return m_nVersion == kLayoutVersion ? Condition::kOurs : Condition::kEarlier;
 }
 
-/// Has pages that are no longer needed given back with later commits. Files of the first versions
-/// have to be written anew for that, once; where it fails they stay as long as they are.
-void DatabaseFile::letShrink() {
-    std::string sMode;
-    if (read("PRAGMA auto_vacuum", sMode) == SQLITE_OK && sMode == "0" &&
-        execute("PRAGMA auto_vacuum = INCREMENTAL; VACUUM") != SQLITE_OK) {
+/// Writes a file anew most of which is no longer needed. Not while it is in use: pages that can be
+/// given back at any time would cost each commit one more page.
+void DatabaseFile::shrink() {
+    std::string sMostlyFree;
+    if (read(kMostlyFree, sMostlyFree) == SQLITE_OK && sMostlyFree == "1" &&
+        execute("VACUUM; PRAGMA wal_checkpoint(TRUNCATE)") != SQLITE_OK) {
         logwarn("cfgCommon", "cannot shrink %s: %s\n", m_sPath.c_str(),
                 sqlite3_errmsg(m_connection.get()));
     }
@@ -329,7 +333,7 @@ void DatabaseFile::letShrink() {
 /// Brings the tables to this version. Either all of it is there afterwards, or nothing.
 DatabaseFile::Condition DatabaseFile::bringUp() {
     const std::string sId = "PRAGMA application_id = " + std::to_string(kApplicationId);
-    int nCode = execute("PRAGMA auto_vacuum = INCREMENTAL; BEGIN");
+    int nCode = execute("BEGIN");
     nCode = nCode == SQLITE_OK ? execute(sId.c_str()) : nCode;
     nCode = nCode == SQLITE_OK ? makeTables(m_connection.get(), m_nVersion) : nCode;
     nCode = nCode == SQLITE_OK ? execute("COMMIT") : nCode;

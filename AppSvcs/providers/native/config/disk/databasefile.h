@@ -76,7 +76,7 @@ private:
     [[nodiscard]] Condition examine();
     [[nodiscard]] Condition check();
     [[nodiscard]] Condition bringUp();
-    void letShrink();
+    void shrink();
     [[nodiscard]] Condition bringUpCopy();
     void openForReading();
     [[nodiscard]] int connect(const std::string& sName, int nFlags, const char* vfs = nullptr);

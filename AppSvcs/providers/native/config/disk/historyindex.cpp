@@ -150,14 +150,19 @@ void HistoryIndex::remove(std::span<const std::uint64_t> revisions) {
         return;
     }
     m_nCompleteFrom = std::max(m_nCompleteFrom, revisions.back() + 1);
-    std::erase_if(m_entries, [&](const Entry& entry) {
+    const auto isRemoved = [&](const Entry& entry) {
         const bool bRemoved = std::ranges::binary_search(revisions, entry.nRevision);
         if (bRemoved) {
             m_all.remove(entry);
             m_shares[entry.uid].remove(entry);
         }
         return bRemoved;
-    });
+    };
+    // the oldest, mostly: what is left of those before the last one moves, not all that come after
+    const auto last = m_entries.begin() + static_cast<std::ptrdiff_t>(placeOf(revisions.back()));
+    const auto kept =
+        std::remove_if(std::make_reverse_iterator(std::next(last)), m_entries.rend(), isRemoved);
+    m_entries.erase(m_entries.begin(), kept.base());
     std::erase_if(m_shares, [](const auto& entry) { return entry.second.nChanges == 0; });
 }
 

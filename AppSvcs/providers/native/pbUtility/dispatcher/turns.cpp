@@ -26,7 +26,7 @@ constexpr std::size_t kLongChange = std::size_t{16} << 10;
 /// So long after the last turn of another user nobody rests any more.
 constexpr milliseconds kAlone{5};
 /// So long a commit waits for further changes, at most.
-constexpr milliseconds kGathering{1};
+constexpr milliseconds kGathering{3};
 
 }  // namespace
 
@@ -153,7 +153,12 @@ void Turns::awaitCommit() {
     if (!m_bUncommitted) {
         m_bUncommitted = true;
         m_gatheringEnd = Clock::now() + kGathering;
-        asio::post(m_io, [this] { asio::post(m_io, [this] { commit(); }); });
+        asio::post(m_io, [this] {
+            asio::post(m_io, [this] {
+                serve();
+                commit();
+            });
+        });
     }
 }
 
