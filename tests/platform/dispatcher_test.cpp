@@ -250,6 +250,9 @@ TEST_F(Dispatcher, EchoesTheIdOfEachRequestAndOfEachWatchOfAConnection) {
     m_handler.m_at = [](const std::string&) { return kWriteError; };
     client.send(withId(sSet) + sSet);
     EXPECT_EQ(seen(2), "7 0 ");
+    m_handler.m_at = [](const std::string&) -> eErrorT { throw std::bad_alloc(); };
+    client.send(withId(sSet));
+    EXPECT_EQ(seen(1), "7 ");
     EXPECT_FALSE(client.hasAnswer());
 }
 

@@ -26,6 +26,7 @@ TEST(ConfigVar, IsItsAddressInAnyLetterCaseAndNothingElse) {
         EXPECT_EQ(ConfigVar(sText), var) << sText;
         EXPECT_EQ(ConfigVar(7, var).getFullyQualifiedName(), "7:" + sText);
         EXPECT_TRUE(distinct.insert(var).second && distinct.insert(ConfigVar(7, var)).second);
+        EXPECT_FALSE(ConfigVar(sText).isMultiStringVar());
     }
     for (const std::string& sNone : {"a.b[2147483648]"s, "a.b[-1]"s, "a.b[]"s, "a.b[1"s, "a.b]"s,
                                      "a.b[1x]"s, "a.b[1][2]"s, "a[1].b.c"s, "enabled"s, ".enabled"s,

@@ -51,7 +51,9 @@ public:
             const RawClient client(m_sRuntime + "/appconfig.sock");
             pbcommon::Reply reply;
             client.send(RawClient::ping());
-            if (client.receive(reply)) return reply.ping().pid() == m_pid;
+            if (client.receive(reply)) {
+                return reply.ping().pid() == m_pid && reply.ping().protocol() == 1;
+            }
             std::this_thread::sleep_for(std::chrono::milliseconds(2));
         }
         return false;
