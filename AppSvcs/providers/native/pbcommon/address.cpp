@@ -120,11 +120,12 @@ bool matchesPattern(std::string_view pattern, std::string_view text) {
     while (!pattern.empty()) {
         pattern.remove_prefix(1);
         const std::string_view part = pattern.substr(0, pattern.find('*'));
-        const auto found = std::ranges::search(text, part, same);
-        if (found.empty() && !part.empty()) {
+        const auto* const found =
+            std::search(text.begin(), text.end(), part.begin(), part.end(), same);
+        if (found == text.end() && !part.empty()) {
             return false;
         }
-        text = text.substr(static_cast<std::size_t>(found.end() - text.begin()));
+        text.remove_prefix(static_cast<std::size_t>(found - text.begin()) + part.size());
         pattern.remove_prefix(part.size());
     }
     return true;

@@ -40,9 +40,8 @@ std::string touchedBy(const Record& change) {
     for (const RecordedEffect& effect : change.effects) {
         variables.emplace_back(effect.sVariable);
     }
-    std::ranges::sort(variables);
-    const auto repeated = std::ranges::unique(variables);
-    variables.erase(repeated.begin(), repeated.end());
+    std::sort(variables.begin(), variables.end());
+    variables.erase(std::unique(variables.begin(), variables.end()), variables.end());
     std::string sTouched;
     for (const std::string_view variable : variables) {
         sTouched.append(sTouched.empty() ? "" : " ").append(variable);

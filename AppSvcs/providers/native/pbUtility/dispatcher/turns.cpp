@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <asio/post.hpp>
-#include <ranges>
 #include <utility>
 
 #include "clientlimits.h"
@@ -198,9 +197,8 @@ void Turns::commit() {
     for (const std::shared_ptr<Session>& session : std::exchange(m_holding, {})) {
         session->guarded([&] { session->sendAnswers(); });
     }
-    for (const std::shared_ptr<Session>& session :
-         std::exchange(m_waiting, {}) | std::views::reverse) {
-        putFirst(session);
+    for (; !m_waiting.empty(); m_waiting.pop_back()) {
+        putFirst(m_waiting.back());
     }
     m_now = Clock::now();
     if (std::exchange(m_nLongest, 0) > kLongChange) {
