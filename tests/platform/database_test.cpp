@@ -79,7 +79,10 @@ TEST_F(Durable, TellsOfEachAspectWhatHasChangedItAndNothingOfWhatIsHiddenNow) {
     const pbcommon::Reply count = ask(kUser, "why { " + address("count") + " }");
     ASSERT_EQ(count.why().reason_size(), 2) << "an integer has no options";
     EXPECT_EQ(textOf(count.why().reason(0).change()), sFirst);
-    EXPECT_EQ(textOf(count.why().reason(1).change()), sSecond);
+    const pbcommon::Change& second = count.why().reason(1).change();
+    EXPECT_EQ(textOf(second), sSecond);
+    EXPECT_EQ(std::tuple(second.uid(), second.pid(), second.role()),
+              std::tuple(7U, 8, pbcommon::kUser));
     EXPECT_THAT(count.why().reason(1).now(), ElementsAre("user", "system"));
     const pbcommon::Reply choice = ask(kUser, "why { " + address("choice") + " }");
     ASSERT_EQ(choice.why().reason_size(), 3);
