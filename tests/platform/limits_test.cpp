@@ -4,6 +4,7 @@
 #include <unistd.h>
 
 #include <atomic>
+#include <cerrno>
 #include <deque>
 
 #include "dispatchercase.h"
@@ -18,8 +19,9 @@ std::atomic<int> gGroupError;
 }  // namespace
 
 /// Takes the place of the C library's.
-extern "C" int getgrnam_r(const char* /*name*/, group* entry, char* /*texts*/, size_t /*nBytes*/,
+extern "C" int getgrnam_r(const char* /*name*/, group* entry, char* /*texts*/, size_t nBytes,
                           group** found) {
+    if (nBytes < 3000) return ERANGE;  // it has many members
     entry->gr_gid = gGroup;
     *found = gGroup == kNoGroup ? nullptr : entry;
     return gGroupError;

@@ -71,7 +71,10 @@ public:
         return WIFEXITED(nStatus) ? WEXITSTATUS(nStatus) : 128 + WTERMSIG(nStatus);
     }
     void kill() {
-        if (m_pid > 0) ::kill(m_pid, SIGKILL), wait();
+        if (m_pid > 0) {
+            ::kill(m_pid, SIGKILL);
+            wait();
+        }
     }
 
 private:

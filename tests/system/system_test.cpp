@@ -78,6 +78,8 @@ TEST_F(System, AnswersEachRequestOfASession) {
          "summary      Transport protocol of SNMP.\n"
          "kind         enumeration\ndefault      UDP\nvalue        UDP\noffered      UDP TCP\n"
          "not offered  (none)\naccess       editable\nprovider     (none)\nconsumers    (none)\n"},
+        {"describe uicontrol.apps.recentcalls.enabled | tail -2", 0,
+         "provider     UICntrlConfigHandler\nconsumers    VantorTouchConfigNotificationHandler\n"},
         {"set management.snmp.traptarget.targetport[2]=9162 Management.SNMP.ListeningPort=8161", 0,
          "set management.snmp.traptarget.targetport[2]=9162  accepted  kNoError (0)\n"
          "set management.snmp.listeningport=8161  accepted  kNoError (0)\n"},
@@ -154,6 +156,19 @@ TEST_F(System, TellsAScriptWhatHappened) {
         EXPECT_EQ(outcome.sErr, step.err) << step.sCommand;
     }
     EXPECT_EQ(cfgctl("get " + sLocation).sOut, "Hall\n");
+    // what a resumed watch begins with takes several pages
+    const RawClient maker(m_home.path("run/appconfig.sock"));
+    for (int i = 0; i < 400; ++i) {
+        pbcommon::Reply reply;
+        maker.send(RawClient::frame("set { assignment { address { name: '" + sLocation +
+                                    "' } value: '" + std::string(200, i % 2 == 0 ? 'a' : 'b') +
+                                    "' } }"));
+        ASSERT_TRUE(maker.receive(reply));
+    }
+    EXPECT_EQ(shell("mkfifo old; $cfgctl watch --since 2 >old & grep -m 400 -c ^revision <old; "
+                    "kill $!; wait $! 2>/dev/null; true")
+                  .sOut,
+              "400\n");
     const Outcome unread =
         shell("printf next | { $cfgctl set " + sLocation + " || { s=$?; cat; exit $s; }; }");
     EXPECT_EQ(unread.nStatus, 2);
