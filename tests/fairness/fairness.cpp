@@ -275,9 +275,10 @@ bool measure(const AttackT& attack, std::size_t nConnections, std::chrono::milli
     while (!shared.bReady) std::this_thread::sleep_for(std::chrono::milliseconds(10));
     std::this_thread::sleep_for(std::chrono::milliseconds(50));
     const std::uint64_t nBefore = shared.nAnswers;
+    const Clock::time_point began = Clock::now();
     WaitsT waits = work(sSocket, duration);
-    const double rate = static_cast<double>(shared.nAnswers - nBefore) * 1000 /
-                        static_cast<double>(duration.count());
+    const std::chrono::duration<double> taken = Clock::now() - began;
+    const double rate = static_cast<double>(shared.nAnswers - nBefore) / taken.count();
     ::kill(attacker, SIGKILL);
     waitpid(attacker, nullptr, 0);
     const double most = residentOf(daemon);

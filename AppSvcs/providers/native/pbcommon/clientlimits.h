@@ -59,7 +59,7 @@ inline constexpr std::chrono::seconds kFrameTime{30};
 
 // of a commit that changes share
 inline constexpr std::size_t kMaxHeldAnswers = 64;
-inline constexpr std::size_t kMaxHeldBytes = std::size_t{64} << 10;  ///< requests and answers
+inline constexpr std::size_t kMaxHeldBytes = std::size_t{256} << 10;  ///< requests and answers
 
 // of the bytes that wait
 /// In all connections of a user: requests that are not whole yet, or not served.

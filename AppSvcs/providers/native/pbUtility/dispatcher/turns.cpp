@@ -17,7 +17,7 @@ using std::chrono::milliseconds;
 constexpr microseconds kRound{25};
 /// So long one connection of a user is served before his next one.
 constexpr microseconds kTurn{10};
-/// What a turn takes beyond this is followed by a rest as long.
+/// What a turn takes beyond this is followed by a rest half as long.
 constexpr microseconds kShortTurn{40};
 /// A change of so many bytes, with its answer, makes the commit longer: its user rests for that,
 /// too.
@@ -124,7 +124,7 @@ void Turns::serveOne(const std::shared_ptr<User>& user) {
     }
 }
 
-/// After a long turn of one user the others get nearly as long, not only one request.
+/// After a long turn of one user the others get more than one request.
 void Turns::noteTurn(User& user, Clock::time_point began) {
     if (user.uid != m_lastUid) {
         m_lastUid = user.uid;
@@ -135,7 +135,7 @@ void Turns::noteTurn(User& user, Clock::time_point began) {
 
 void Turns::restAfter(User& user, Clock::duration taken) const {
     if (taken > kShortTurn) {
-        user.restsUntil = std::max(user.restsUntil, m_now) + taken - kShortTurn;
+        user.restsUntil = std::max(user.restsUntil, m_now) + (taken - kShortTurn) / 2;
     }
 }
 
