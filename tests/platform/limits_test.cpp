@@ -65,7 +65,9 @@ TEST_F(Limits, RefuseConnectionsAndWatchersBeyondThemUntilOthersLeave) {
     const RawClient refused(socketPath());
     pbcommon::Reply reply;
     ASSERT_TRUE(refused.receive(reply));
-    EXPECT_EQ(reply.ShortDebugString(), R"(code: kOutOfResources tag: "ERR_TOO_MANY_CONNECTIONS")");
+    EXPECT_EQ(reply.ShortDebugString(),
+              R"(code: kOutOfResources tag: "ERR_TOO_MANY_CONNECTIONS" )"
+              R"(sentence: "more connections than the user, or all users together, may have")");
     EXPECT_TRUE(refused.isClosed());
     EXPECT_EQ(m_log.count("too many connections: refused one of uid " + std::to_string(getuid()) +
                           ", process " + std::to_string(getpid())),

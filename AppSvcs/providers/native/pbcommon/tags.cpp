@@ -22,6 +22,7 @@ constexpr TagParamT tagTable[] = {
     {ERR_ANSWER_TOO_LONG,      ::kOutOfRange,     "the answer, or the change, does not fit into a message; nothing has been changed"},
     {ERR_ROLE_NOT_ALLOWED,     ::kNotAuthorized,  "the peer may not act in the role that it asked for"},
     {ERR_UNKNOWN_REQUEST,      ::kNotImplemented, "a request that this version does not know"},
+    {ERR_UNKNOWN_TAG,          ::kItemNotFound,   "a tag that nothing refuses with"},
     {ERR_UNKNOWN_REVISION,     ::kBadParameter,   "`watch --since` a change that has not been made"},
     {ERR_HISTORY_UNREADABLE,   ::kServerError,    "the history on disk cannot be read; the log says why"},
     {ERR_TOO_MANY_ASSIGNMENTS, ::kOutOfRange,     "more assignments than one change may have"},
@@ -32,19 +33,31 @@ constexpr TagParamT tagTable[] = {
 };
 // clang-format on
 
+/// Null for a text that is not in it.
+const TagParamT* rowOf(std::string_view tag) {
+    const auto* const found = std::find_if(std::begin(tagTable), std::end(tagTable),
+                                           [tag](const TagParamT& row) { return tag == row.tag; });
+    return found == std::end(tagTable) ? nullptr : found;
+}
+
 }  // namespace
 
 std::span<const TagParamT> tags() { return tagTable; }
 
 eErrorT codeOf(std::string_view tag) {
-    const auto* const found = std::find_if(std::begin(tagTable), std::end(tagTable),
-                                           [tag](const TagParamT& row) { return tag == row.tag; });
-    return found == std::end(tagTable) ? ::kServerError : found->code;
+    const TagParamT* const row = rowOf(tag);
+    return row == nullptr ? ::kServerError : row->code;
+}
+
+const char* sentenceOf(std::string_view tag) {
+    const TagParamT* const row = rowOf(tag);
+    return row == nullptr ? "" : row->sentence;
 }
 
 void refuse(Reply& reply, const char* tag) {
     reply.set_code(static_cast<ErrorCode>(codeOf(tag)));
     reply.add_tag(tag);
+    reply.add_sentence(sentenceOf(tag));
 }
 
 }  // namespace pbcommon

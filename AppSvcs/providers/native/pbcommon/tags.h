@@ -33,6 +33,7 @@ inline constexpr const char* ERR_ANSWER_TOO_LONG = "ERR_ANSWER_TOO_LONG";
 // what any request may be refused for
 inline constexpr const char* ERR_ROLE_NOT_ALLOWED = "ERR_ROLE_NOT_ALLOWED";
 inline constexpr const char* ERR_UNKNOWN_REQUEST = "ERR_UNKNOWN_REQUEST";
+inline constexpr const char* ERR_UNKNOWN_TAG = "ERR_UNKNOWN_TAG";
 inline constexpr const char* ERR_UNKNOWN_REVISION = "ERR_UNKNOWN_REVISION";
 inline constexpr const char* ERR_HISTORY_UNREADABLE = "ERR_HISTORY_UNREADABLE";
 inline constexpr const char* ERR_TOO_MANY_ASSIGNMENTS = "ERR_TOO_MANY_ASSIGNMENTS";
@@ -43,7 +44,9 @@ inline constexpr const char* ERR_NO_STORE = "ERR_NO_STORE";
 
 /// The code that goes with a tag of the table; kServerError for any other text.
 [[nodiscard]] eErrorT codeOf(std::string_view tag);
-/// Makes a reply a refusal, with the tag and its code.
+/// The sentence of a tag of the table; empty for any other text.
+[[nodiscard]] const char* sentenceOf(std::string_view tag);
+/// Makes a reply a refusal, with the tag, its code and its sentence.
 void refuse(Reply& reply, const char* tag);
 
 }  // namespace pbcommon

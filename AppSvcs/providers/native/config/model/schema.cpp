@@ -22,6 +22,7 @@
 #include "directories.h"
 #include "logmsg.h"
 #include "model/value.h"
+#include "tags.h"
 #include "text.h"
 
 namespace AppConfig {
@@ -36,6 +37,7 @@ constexpr std::uint32_t kMaxInstances = 1000;
 constexpr std::size_t kMaxRowBytes = std::size_t{32} << 10;
 constexpr std::size_t kMaxSummaryBytes = 500;
 constexpr std::size_t kMaxUnitBytes = 30;
+constexpr std::size_t kMaxTagBytes = 64;
 constexpr std::size_t kMaxFileBytes = std::size_t{16} << 20;
 constexpr std::size_t kMaxLoggedBytes = 1000;
 
@@ -63,12 +65,13 @@ std::string report(const std::string& sFile, int nLine, const std::string& sReas
     return sFile + (nLine < 0 ? "" : ":" + std::to_string(nLine + 1)) + ": " + sReason;
 }
 
-/// Line of a field's i-th message: that of its node, since the messages of a list, "variable:
+/// Line of a field's i-th message: that of its first field, since the messages of a list,
+/// "variable:
 /// [{...}, {...}]", have no place of their own.
 int lineOf(const TextFormat::ParseInfoTree& places, const google::protobuf::FieldDescriptor* field,
            int i) {
-    const auto* const node = field->message_type()->FindFieldByName("node");
-    const int nLine = places.GetTreeForNested(field, i)->GetLocation(node, -1).line;
+    const auto* const first = field->message_type()->field(0);
+    const int nLine = places.GetTreeForNested(field, i)->GetLocation(first, -1).line;
     return nLine < 0 ? places.GetLocation(field, i).line : nLine;
 }
 
@@ -88,6 +91,16 @@ bool isLine(const std::string& sText) {
 
 bool isSummary(const std::string& sText) {
     return isLine(sText) && sText.size() <= kMaxSummaryBytes;
+}
+const std::string kSummaryForm =
+    " is a line of up to " + std::to_string(kMaxSummaryBytes) + " bytes";
+
+bool isTag(const std::string& sText) {
+    const auto mayBeIn = [](char c) {
+        return (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9') || c == '_';
+    };
+    return !sText.empty() && sText.size() <= kMaxTagBytes &&
+           std::all_of(sText.begin(), sText.end(), mayBeIn);
 }
 
 /// Bounds that a row of a kind has; it has no others.
@@ -155,9 +168,8 @@ std::string faultOfKind(const VariableRow& row) {
 
 /// A fault of the texts that explain a row, which may be missing; empty without one.
 std::string faultOfTexts(const VariableRow& row) {
-    const std::string sForm = " is a line of up to " + std::to_string(kMaxSummaryBytes) + " bytes";
     if (!row.summary().empty() && !isSummary(row.summary())) {
-        return "a summary" + sForm;
+        return "a summary" + kSummaryForm;
     }
     if (!row.unit().empty() && (row.kind() != pbcommon::INTEGER || !isLine(row.unit()) ||
                                 row.unit().size() > kMaxUnitBytes)) {
@@ -173,7 +185,7 @@ std::string faultOfTexts(const VariableRow& row) {
             return "an option has two summaries";
         }
         if (!isSummary(option.summary())) {
-            return "an option's summary" + sForm;
+            return "an option's summary" + kSummaryForm;
         }
     }
     return "";
@@ -273,6 +285,12 @@ eErrorT Schema::add(std::string_view text, const std::string& sFile, std::string
             return faultAt(pbcommon::Schema::kPresetFieldNumber, i, sFault);
         }
     }
+    for (int i = 0; i < parsed.message_size(); ++i) {
+        const std::string sFault = extended.addMessage(parsed.message(i));
+        if (!sFault.empty()) {
+            return faultAt(pbcommon::Schema::kMessageFieldNumber, i, sFault);
+        }
+    }
     *this = std::move(extended);
     return kNoError;
 }
@@ -304,6 +322,27 @@ std::string Schema::preset(const pbcommon::Preset& preset) {
                : sName + ": its preset is not a value of its kind";
 }
 
+/// Adds a sentence. @return what is wrong with it; empty when it has been added
+std::string Schema::addMessage(const pbcommon::TagText& message) {
+    const std::string& sTag = message.tag();
+    if (!isTag(sTag)) {
+        return "a tag is made of up to " + std::to_string(kMaxTagBytes) +
+               " upper-case letters, digits and '_'";
+    }
+    if (!isSummary(message.text())) {
+        return sTag + ": a text" + kSummaryForm;
+    }
+    if (!sentenceOf(sTag).empty() || !m_sentences.emplace(sTag, message.text()).second) {
+        return sTag + ": has a text already";
+    }
+    return "";
+}
+
+std::string Schema::sentenceOf(const std::string& sTag) const {
+    const auto found = m_sentences.find(sTag);
+    return found == m_sentences.end() ? pbcommon::sentenceOf(sTag) : found->second;
+}
+
 Schema loadSchema() {
     Schema schema;
     std::string sError;
@@ -312,13 +351,21 @@ Schema loadSchema() {
     }
     std::string text;
     for (const std::filesystem::path& path : schemaFilesIn(pbcommon::configurationDirectory())) {
-        const std::string sFault = readFile(path, text);
-        sError = path.string() + ": cannot be read: " + sFault;
-        if (!sFault.empty() || schema.add(text, path, sError) != kNoError) {
-            // names in it are anybody's text
+        sError = readFile(path, text);
+        if (!sError.empty()) {
+            sError = path.string() + ": cannot be read: " + sError;
+        } else {
+            (void)schema.add(text, path, sError);  // it says so in sError
+        }
+        pbcommon::SchemaFile file;
+        // names in it are anybody's text
+        file.set_path(pbcommon::cleaned(path.string(), kMaxLoggedBytes));
+        file.set_fault(pbcommon::cleaned(sError, kMaxLoggedBytes));
+        if (!sError.empty()) {
             logcrit("cfgCommon", "schema %s; the file is ignored\n",
                     pbcommon::printable(sError, kMaxLoggedBytes).c_str());
         }
+        schema.note(std::move(file));
     }
     return schema;
 }
