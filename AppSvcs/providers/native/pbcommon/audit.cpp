@@ -1,14 +1,11 @@
 #include "audit.h"
 
-#include <pwd.h>
-
 #include <algorithm>
-#include <array>
 
 #include "clientlimits.h"
+#include "login.h"
 #include "logmsg.h"
 #include "names.h"
-#include "text.h"
 
 namespace pbcommon {
 
@@ -16,15 +13,6 @@ namespace {
 
 /// Users that are remembered; one whose lines are not limited now is forgotten for another.
 constexpr std::size_t kMaxUsers = 256;
-
-std::string loginOf(uid_t uid) {
-    std::array<char, 4096> texts{};
-    passwd entry{};
-    passwd* found = nullptr;
-    (void)getpwuid_r(uid, &entry, texts.data(), texts.size(), &found);
-    constexpr std::size_t kMaxBytes = 32;
-    return found == nullptr ? "(no login)" : "(" + cleaned(found->pw_name, kMaxBytes) + ")";
-}
 
 }  // namespace
 
@@ -61,7 +49,8 @@ bool Audit::admits(uid_t uid, Clock::time_point now) {
 std::string Audit::describe(const Requester& requester) {
     User& user = userOf(requester.uid, Clock::now());
     if (user.sLogin.empty()) {
-        user.sLogin = loginOf(requester.uid);
+        const std::string sLogin = loginOf(requester.uid);
+        user.sLogin = sLogin.empty() ? "(no login)" : "(" + sLogin + ")";
     }
     return "uid " + std::to_string(requester.uid) + " " + user.sLogin + ", process " +
            std::to_string(requester.pid) + " (" + requester.sClient + "), role " +

@@ -24,6 +24,11 @@ inline constexpr std::size_t kMaxValueBytes = std::size_t{64} << 10;
 /// Of a change with all that follows from it: `why` answers with up to three, in one message.
 inline constexpr std::size_t kMaxChangeBytes = kMaxMessageBytes / 4;
 
+/// Rehearsals in search of what would make a refused change acceptable, and the assignments in
+/// those of one page; a page of a long change has one rehearsal.
+inline constexpr std::size_t kMaxTrials = 256;
+inline constexpr std::size_t kPageAssignments = 64;
+
 /// Of a request, in all its messages. A change of 256 assignments has about 2000.
 inline constexpr int kMaxFields = 8192;
 

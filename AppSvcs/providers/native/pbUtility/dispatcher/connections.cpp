@@ -74,6 +74,14 @@ std::vector<std::shared_ptr<Session>> Connections::all() const {
     return {m_sessions.begin(), m_sessions.end()};
 }
 
+std::size_t Connections::watchCount() const {
+    std::size_t nAll = 0;
+    for (const std::shared_ptr<Session>& watching : m_watching) {
+        nAll += watching->watchCount();
+    }
+    return nAll;
+}
+
 bool Connections::hasRoomForWatchOf(const Session& session) const {
     const AppConfig::SecurityRole role = session.peer().highestRole;
     std::size_t nOfLower = 0;

@@ -2,6 +2,7 @@
 #define PBUTILITY_DISPATCHER_CONNECTIONS_H
 
 #include <chrono>
+#include <cstddef>
 #include <functional>
 #include <map>
 #include <memory>
@@ -30,6 +31,8 @@ public:
     /// Closes them all.
     void clear();
     [[nodiscard]] bool empty() const { return m_sessions.empty(); }
+    [[nodiscard]] std::size_t count() const { return m_sessions.size(); }
+    [[nodiscard]] std::size_t watchCount() const;
 
     /// A copy: a session that ends while one walks over them leaves.
     [[nodiscard]] std::vector<std::shared_ptr<Session>> all() const;

@@ -306,6 +306,9 @@ void PbUtilsImpl::answer(Session& session) {
         if (answer.bUncommitted) {
             m_turns.awaitCommit();
         }
+        if (m_reply.has_status()) {
+            completeStatus(*m_reply.mutable_status());
+        }
     } catch (...) {
         m_reply.Clear();
         m_reply.set_id(m_request.id());
@@ -315,6 +318,15 @@ void PbUtilsImpl::answer(Session& session) {
     if (bShutdown) {
         stop();
     }
+}
+
+void PbUtilsImpl::completeStatus(pbcommon::StatusReply& status) const {
+    m_gate.fillService(*status.mutable_service());
+    status.set_since_us(
+        std::chrono::duration_cast<std::chrono::microseconds>(m_started.time_since_epoch())
+            .count());
+    status.set_connections(static_cast<std::uint32_t>(m_connections.count()));
+    status.set_watches(static_cast<std::uint32_t>(m_connections.watchCount()));
 }
 
 void PbUtilsImpl::reply(Session& session, std::size_t nRequestBytes) {

@@ -82,6 +82,7 @@ private:
     void welcome(Session::Socket socket);
     void turnAway(Session::Socket& socket);
     void answer(Session& session);
+    void completeStatus(pbcommon::StatusReply& status) const;
     void reply(Session& session, std::size_t nRequestBytes);
     void dropUnfinished();
     void waitForFrames(Session::Clock::time_point until);
@@ -92,6 +93,7 @@ private:
     asio::io_context m_io;
     pbcommon::Audit m_audit;
     Gate m_gate;
+    const std::chrono::system_clock::time_point m_started = std::chrono::system_clock::now();
     Connections m_connections;
     Turns m_turns;
     Acceptor m_acceptor;

@@ -5,6 +5,7 @@
 #include <algorithm>
 
 #include "debugname.h"
+#include "login.h"
 #include "logmsg.h"
 #include "names.h"
 #include "tags.h"
@@ -28,6 +29,9 @@ Answer Gate::answer(const Peer& peer, const pbcommon::Request& request, pbcommon
     switch (request.body_case()) {
         case pbcommon::Request::kPing:
             fillService(*reply.mutable_ping());
+            return {};
+        case pbcommon::Request::kWhoami:
+            fillWhoAmI(peer, *reply.mutable_whoami());
             return {};
         case pbcommon::Request::kShutdown:
             loginfo("pbUtility", "shutdown by %s\n", m_audit.describe(m_requester).c_str());
@@ -71,6 +75,19 @@ void Gate::logRefusal(const std::string& sWhat) {
     if (m_audit.admits(m_requester.uid)) {
         logwarn("pbUtility", "refused %s to %s\n", sWhat.c_str(),
                 m_audit.describe(m_requester).c_str());
+    }
+}
+
+void Gate::fillWhoAmI(const Peer& peer, pbcommon::WhoAmIReply& reply) const {
+    reply.set_uid(peer.uid);
+    reply.set_login(pbcommon::loginOf(peer.uid));
+    reply.set_role(pbcommon::toMessage(m_requester.role));
+    reply.set_highest(pbcommon::toMessage(peer.highestRole));
+    for (const RoleGroupT& group : roleGroups) {
+        if (group.role > peer.highestRole) {  // the lowest of these is the last
+            reply.set_next_group(group.name);
+            reply.set_next_role(pbcommon::toMessage(group.role));
+        }
     }
 }
 

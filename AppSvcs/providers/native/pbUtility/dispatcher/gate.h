@@ -10,8 +10,8 @@
 
 namespace PbUtility {
 
-/// Where every request comes in: grants the role, answers ping itself, hands the rest over to the
-/// request handler. Dispatcher's thread.
+/// Where every request comes in: grants the role, answers itself what is about the requester or
+/// the process, hands the rest over to the request handler. Dispatcher's thread.
 class Gate {
 public:
     /// @param audit  borrowed
@@ -30,10 +30,12 @@ public:
     [[nodiscard]] Answer answer(const Peer& peer, const pbcommon::Request& request,
                                 pbcommon::Reply& reply, bool& bShutdown);
 
+    void fillService(pbcommon::Service& service) const;
+
 private:
     [[nodiscard]] bool admits(const Peer& peer, const pbcommon::Request& request);
+    void fillWhoAmI(const Peer& peer, pbcommon::WhoAmIReply& reply) const;
     void logRefusal(const std::string& sWhat);
-    void fillService(pbcommon::Service& service) const;
 
     const std::string m_sEndpointName;
     pbcommon::Audit& m_audit;

@@ -54,10 +54,6 @@ eErrorT readGroups(int fd, std::vector<gid_t>& groups) {
 
 }  // namespace
 
-PeerReader::PeerReader()
-    : m_groups{{APPCONFIG_PROVISIONING_GROUP, AppConfig::kProvisioning, {}},
-               {APPCONFIG_ADMIN_GROUP, AppConfig::kAdmin, {}}} {}
-
 eErrorT PeerReader::read(int fd, Peer& peer) {
     ucred credentials{};
     socklen_t nBytes = sizeof(credentials);
@@ -82,12 +78,11 @@ eErrorT PeerReader::roleOfMember(int fd, gid_t primary, AppConfig::SecurityRole&
         return kSystemCallFailed;
     }
     memberOf.push_back(primary);
-    const auto* const group = std::find_if(
-        std::begin(m_groups), std::end(m_groups), [&memberOf](const RoleGroup& wanted) {
-            return wanted.gid &&
-                   std::find(memberOf.begin(), memberOf.end(), *wanted.gid) != memberOf.end();
-        });
-    role = group == std::end(m_groups) ? AppConfig::kUser : group->role;
+    const auto has = [&memberOf](const std::optional<gid_t>& gid) {
+        return gid && std::find(memberOf.begin(), memberOf.end(), *gid) != memberOf.end();
+    };
+    const auto place = std::find_if(m_gids.begin(), m_gids.end(), has) - m_gids.begin();
+    role = place == std::ssize(m_gids) ? AppConfig::kUser : roleGroups[place].role;
     return kNoError;
 }
 
@@ -98,11 +93,11 @@ void PeerReader::lookUpGroups() {
     }
     m_nextLookUp = now + kLookUpInterval;
     bool bFailed = false;
-    for (RoleGroup& group : m_groups) {
-        const int nError = group.gid ? 0 : findGroup(group.name, group.gid);
+    for (std::size_t i = 0; i < m_gids.size(); ++i) {
+        const int nError = m_gids[i] ? 0 : findGroup(roleGroups[i].name, m_gids[i]);
         if (nError != 0 && !bFailed && !m_bLookUpFailed) {
-            logerr("pbUtility", "cannot look up group %s: %s; treating it as empty\n", group.name,
-                   strerror(nError));
+            logerr("pbUtility", "cannot look up group %s: %s; treating it as empty\n",
+                   roleGroups[i].name, strerror(nError));
         }
         bFailed |= nError != 0;
     }

@@ -3,13 +3,26 @@
 
 #include <sys/types.h>
 
+#include <array>
 #include <chrono>
+#include <iterator>
 #include <optional>
 
 #include "ErrTypes.h"
 #include "SecurityRole.h"
 
 namespace PbUtility {
+
+/// A group of this build, and the role that its members may act in.
+struct RoleGroupT {
+    const char* name;
+    AppConfig::SecurityRole role;
+};
+inline constexpr RoleGroupT roleGroups[] = {
+    // the highest role first
+    {APPCONFIG_PROVISIONING_GROUP, AppConfig::kProvisioning},
+    {APPCONFIG_ADMIN_GROUP, AppConfig::kAdmin},
+};
 
 /// The process at the other end of a connection.
 struct Peer {
@@ -26,24 +39,17 @@ struct Peer {
 /// a name service has said once is not asked for with every connection.
 class PeerReader {
 public:
-    PeerReader();
-
     /// @param fd    connected AF_UNIX stream socket; borrowed
     /// @param peer  set on kNoError only
     /// @return kNoError; kSystemCallFailed (errno kept)
     [[nodiscard]] eErrorT read(int fd, Peer& peer);
 
 private:
-    struct RoleGroup {
-        const char* name;
-        AppConfig::SecurityRole role;  ///< of its members
-        std::optional<gid_t> gid;      ///< once it is found, for the first peer that needs it
-    };
-
     [[nodiscard]] eErrorT roleOfMember(int fd, gid_t primary, AppConfig::SecurityRole& role);
     void lookUpGroups();
 
-    RoleGroup m_groups[2];  ///< the highest role first
+    /// Of each of roleGroups, once it is found, for the first peer that needs it.
+    std::array<std::optional<gid_t>, std::size(roleGroups)> m_gids;
     std::chrono::steady_clock::time_point m_nextLookUp;
     bool m_bLookUpFailed = false;  ///< and has been logged
 };
