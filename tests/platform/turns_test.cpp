@@ -81,9 +81,8 @@ TEST_F(Turns, ARequestOfManyThousandFieldsIsRefusedUnread) {
         return "\x22" + sLength + sSet;
     };
     start();
-    const char* const kRefused =
-        R"(id: 7 code: kOutOfRange tag: "ERR_TOO_MANY_ASSIGNMENTS" )"
-        R"(sentence: "more assignments than one change may have")";
+    const char* const kRefused = R"(id: 7 code: kOutOfRange tag: "ERR_TOO_MANY_ASSIGNMENTS" )"
+                                 R"(sentence: "more assignments than one change may have")";
     const struct {
         std::string sMessage;
         const char* reply;

@@ -115,7 +115,7 @@ eErrorT AppCfgManager::getConfigDefaultOptions(const std::string& node, int node
                                                const std::string& var, int varInstance,
                                                std::vector<std::string>& options) {
     return guarded(*m_impl, "read options", [&] {
-        const Cell* const cell = m_impl->read({node, nodeInstance, var, varInstance});
+        const Cell* const cell = m_impl->readDefaults({node, nodeInstance, var, varInstance});
         if (cell == nullptr) {
             return kItemNotFound;
         }

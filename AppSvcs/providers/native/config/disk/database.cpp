@@ -72,6 +72,10 @@ Database::~Database() = default;
 
 bool Database::isHeldByAnother() const { return m_handle->file.isHeldByAnother(); }
 
+const std::string& Database::path() const { return m_handle->file.path(); }
+
+bool Database::isWritable() { return m_handle->file.isWritable(); }
+
 void Database::prepare() {
     sqlite3* const db = m_handle->file.connection();
     if (db == nullptr) {

@@ -35,6 +35,10 @@ public:
 
     /// Whether another process works on this state, which is then not for this one.
     [[nodiscard]] bool isHeldByAnother() const;
+    /// Of the file; empty: in memory, or there is none.
+    [[nodiscard]] const std::string& path() const;
+    /// See DatabaseFile.
+    [[nodiscard]] bool isWritable();
 
     /// Masks what history holds in clear of variables that a new schema makes secrets. A failure is
     /// logged. @param secrets  addresses of all that are secrets now

@@ -11,7 +11,9 @@
 #include "model/aspects.h"
 #include "names.h"
 #include "requests/audience.h"
+#include "requests/explainer.h"
 #include "requests/page.h"
+#include "requests/remedies.h"
 #include "requests/variables.h"
 #include "store/configstore.h"
 #include "tags.h"
@@ -31,6 +33,28 @@ bool admits(const std::string& sPattern, pbcommon::Reply& reply) {
         refuse(reply, pbcommon::ERR_PATTERN_TOO_LONG);
     }
     return bAdmitted;
+}
+
+using AssignmentsT = google::protobuf::RepeatedPtrField<pbcommon::Assignment>;
+
+/// Whether a change has no more assignments than one may have; else the reply is a refusal.
+bool admits(const AssignmentsT& assignments, pbcommon::Reply& reply) {
+    const bool bAdmitted = assignments.size() <= pbcommon::kMaxAssignments;
+    if (!bAdmitted) {
+        refuse(reply, pbcommon::ERR_TOO_MANY_ASSIGNMENTS);
+    }
+    return bAdmitted;
+}
+
+/// Views into the message.
+std::vector<Proposal> proposalsOf(const AssignmentsT& assignments) {
+    std::vector<Proposal> proposals;
+    proposals.reserve(static_cast<std::size_t>(assignments.size()));
+    for (const pbcommon::Assignment& assignment : assignments) {
+        proposals.push_back(
+            {.address = pbcommon::viewOf(assignment.address()), .sValue = assignment.value()});
+    }
+    return proposals;
 }
 
 /// A variable as it is after a change, but for the value, which is the one that was assigned.
@@ -58,6 +82,8 @@ const ConfigRequests::RequestParamT ConfigRequests::requestTable[] = {
     {Request::kWatch,    false,   kUser,       &ConfigRequests::watch},
     {Request::kHistory,  false,   kUser,       &ConfigRequests::history},
     {Request::kWhy,      false,   kUser,       &ConfigRequests::why},
+    {Request::kExplain,  false,   kUser,       &ConfigRequests::explain},
+    {Request::kStatus,   false,   kUser,       &ConfigRequests::status},
 };
 // clang-format on
 
@@ -149,20 +175,28 @@ PbUtility::Answer ConfigRequests::describe(const Requester& requester, const Req
 PbUtility::Answer ConfigRequests::set(const Requester& requester, const Request& request,
                                       Reply& reply) {
     const pbcommon::Set& set = request.set();
-    if (set.assignment_size() > pbcommon::kMaxAssignments) {
-        refuse(reply, pbcommon::ERR_TOO_MANY_ASSIGNMENTS);
+    if (!admits(set.assignment(), reply)) {
         return {};
-    }
-    std::vector<Proposal> proposals;
-    for (const pbcommon::Assignment& assignment : set.assignment()) {
-        proposals.push_back(
-            {.address = pbcommon::viewOf(assignment.address()), .sValue = assignment.value()});
     }
     Transaction change = m_store.begin(requester, set.dry_run() ? Mode::kRehearse : Mode::kCommit);
+    if (!rehearse(requester, proposalsOf(set.assignment()), change, reply)) {
+        return {};
+    }
+    const std::uint64_t nRevision = change.keep();
+    if (nRevision != 0) {
+        reply.mutable_set()->set_revision(nRevision);
+    }
+    return {.bUncommitted = nRevision != 0};
+}
+
+/// Applies the proposals, without keeping the change, and fills the reply.
+/// @return whether it is accepted
+bool ConfigRequests::rehearse(const Requester& requester, std::span<const Proposal> proposals,
+                              Transaction& change, Reply& reply) {
     const Verdict verdict = change.apply(proposals);
     if (verdict.code != kNoError) {
-        refuseSet(requester, proposals, verdict, reply);
-        return {};
+        refuseSet(requester, proposals, verdict, change, reply);
+        return false;
     }
     pbcommon::SetReply& answer = *reply.mutable_set();
     for (const Assignment& assignment : verdict.assignments) {
@@ -173,20 +207,19 @@ PbUtility::Answer ConfigRequests::set(const Requester& requester, const Request&
     answer.set_reboot_needed(verdict.bRebootNeeded);
     if (reply.ByteSizeLong() + kRevisionBytes > pbcommon::kMaxMessageBytes) {
         reply.clear_body();
-        refuseSet(requester, proposals, change.refuseAnswer(proposals.front()), reply);
-        return {};
+        refuseSet(requester, proposals, change.refuseAnswer(proposals.front()), change, reply);
+        return false;
     }
-    const std::uint64_t nRevision = change.keep();
-    if (nRevision != 0) {
-        answer.set_revision(nRevision);
-    }
-    return {.bUncommitted = nRevision != 0};
+    return true;
 }
 
 void ConfigRequests::refuseSet(const Requester& requester, std::span<const Proposal> proposals,
-                               const Verdict& verdict, Reply& reply) {
+                               const Verdict& verdict, Transaction& change, Reply& reply) {
     reply.set_code(pbcommon::toMessage(verdict.code));
-    reply.mutable_tag()->Assign(verdict.tags.begin(), verdict.tags.end());
+    for (const std::string& sTag : verdict.tags) {
+        reply.add_tag(sTag);
+        reply.add_sentence(m_store.schema().sentenceOf(sTag));
+    }
     if (!verdict.failed) {
         return;
     }
@@ -196,6 +229,8 @@ void ConfigRequests::refuseSet(const Requester& requester, std::span<const Propo
     const Cell* const cell = m_store.find(refused.address);
     if (cell != nullptr && cell->mayRead(requester.role)) {
         showRefused(*cell, refused.sValue, answer);
+        Explainer(m_store, requester.role)
+            .tellRefusal(*cell, verdict, change, *answer.mutable_refusal());
     }
 }
 
@@ -275,28 +310,73 @@ PbUtility::Answer ConfigRequests::why(const Requester& requester, const Request&
     }
     pbcommon::WhyReply& answer = *reply.mutable_why();
     fillDescribed(*answer.mutable_variable(), *cell);
-    explain(requester, *cell, pbcommon::VALUE, *answer.add_reason());
+    const Explainer explainer(m_store, requester.role);
+    explainer.tellReason(*cell, pbcommon::VALUE, *answer.add_reason());
     if (cell->row->kind() == pbcommon::ENUMERATION) {
-        explain(requester, *cell, pbcommon::OPTIONS, *answer.add_reason());
+        explainer.tellReason(*cell, pbcommon::OPTIONS, *answer.add_reason());
     }
-    explain(requester, *cell, pbcommon::ACCESS, *answer.add_reason());
+    explainer.tellReason(*cell, pbcommon::ACCESS, *answer.add_reason());
     return {};
 }
 
-void ConfigRequests::explain(const Requester& requester, const Cell& cell, pbcommon::Aspect aspect,
-                             pbcommon::Reason& reason) {
-    reason.set_aspect(aspect);
-    splitTexts(shown(cell, present(cell, aspect)), aspect, *reason.mutable_now());
-    Setting kept{.sVariable = cell.sAddress, .aspect = aspect};
-    if (!m_store.database().find(kept) || !holds(cell, kept)) {
+PbUtility::Answer ConfigRequests::explain(const Requester& requester, const Request& request,
+                                          Reply& reply) {
+    const pbcommon::Explain& explain = request.explain();
+    if (!explain.tag().empty()) {
+        explainTag(explain.tag(), reply);
+        return {};
+    }
+    if (!admits(explain.assignment(), reply)) {
+        return {};
+    }
+    const Rehearsal rehearsal(pbcommon::describe(requester));
+    const std::vector<Proposal> proposals = proposalsOf(explain.assignment());
+    Reply outcome;
+    {
+        Transaction change = m_store.begin(requester, Mode::kTry);
+        (void)rehearse(requester, proposals, change, outcome);
+    }
+    pbcommon::ExplainReply& answer = *reply.mutable_explain();
+    answer.set_code(outcome.code());
+    answer.mutable_tag()->Swap(outcome.mutable_tag());
+    answer.mutable_sentence()->Swap(outcome.mutable_sentence());
+    answer.mutable_set()->Swap(outcome.mutable_set());
+    answer.set_revision(m_store.database().newest());
+    if (answer.set().has_refusal()) {
+        Remedies(m_store, requester, proposals, answer.set().refusal())
+            .search(explain.start(), answer);
+    }
+    return {};
+}
+
+void ConfigRequests::explainTag(const std::string& sTag, Reply& reply) const {
+    const std::string sSentence = m_store.schema().sentenceOf(sTag);
+    if (sSentence.empty()) {
+        refuse(reply, pbcommon::ERR_UNKNOWN_TAG);
         return;
     }
-    reason.set_revision(kept.nRevision);
-    Record change;
-    if (m_store.database().readChange(kept.nRevision, change) == kNoError) {
-        (void)Audience(m_store, requester.role, Audience::Moment::kHistory)
-            .tell(change, "*", *reason.mutable_change());
+    reply.mutable_explain()->add_tag(sTag);
+    reply.mutable_explain()->add_sentence(sSentence);
+}
+
+PbUtility::Answer ConfigRequests::status(const Requester& requester, const Request& /*request*/,
+                                         Reply& reply) {
+    pbcommon::StatusReply& answer = *reply.mutable_status();
+    const Database& database = m_store.database();
+    answer.set_revision(database.newest());
+    if (database.completeFrom() > 1) {
+        answer.set_oldest(database.completeFrom());
     }
+    answer.set_writable(m_store.database().isWritable());
+    answer.set_settings(static_cast<std::uint32_t>(std::ranges::count_if(
+        m_store.cells(), [&requester](const Cell& cell) { return cell.mayRead(requester.role); })));
+    if (requester.role >= kAdmin) {
+        answer.set_database(database.path());
+        for (const pbcommon::SchemaFile& file : m_store.schema().files()) {
+            *answer.add_file() = file;
+        }
+    }
+    return {};
 }
 
 PbUtility::Answer ConfigRequests::list(const Requester& requester, const Request& request,

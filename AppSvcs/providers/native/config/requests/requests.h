@@ -13,6 +13,7 @@ namespace AppConfig {
 
 class ConfigStore;
 class Page;
+class Transaction;
 struct Cell;
 struct Proposal;
 struct Verdict;
@@ -56,16 +57,19 @@ private:
     [[nodiscard]] PbUtility::Answer watch(const Requester&, const Request&, Reply&);
     [[nodiscard]] PbUtility::Answer history(const Requester&, const Request&, Reply&);
     [[nodiscard]] PbUtility::Answer why(const Requester&, const Request&, Reply&);
+    [[nodiscard]] PbUtility::Answer explain(const Requester&, const Request&, Reply&);
+    [[nodiscard]] PbUtility::Answer status(const Requester&, const Request&, Reply&);
 
     [[nodiscard]] const Cell* find(const Requester& requester, const pbcommon::Address& address,
                                    Reply& reply);
     void fillDescribed(pbcommon::Variable& variable, const Cell& cell) const;
+    [[nodiscard]] bool rehearse(const Requester& requester, std::span<const Proposal> proposals,
+                                Transaction& change, Reply& reply);
     void refuseSet(const Requester& requester, std::span<const Proposal> proposals,
-                   const Verdict& verdict, Reply& reply);
+                   const Verdict& verdict, Transaction& change, Reply& reply);
     [[nodiscard]] bool readPage(Page& page, std::uint64_t nFrom, std::uint64_t nTo,
                                 Database::Order order, Reply& reply);
-    void explain(const Requester& requester, const Cell& cell, pbcommon::Aspect aspect,
-                 pbcommon::Reason& reason);
+    void explainTag(const std::string& sTag, Reply& reply) const;
 
     ConfigStore& m_store;
 };

@@ -90,7 +90,7 @@ Transaction ConfigStore::begin(const pbcommon::Requester& requester, Mode mode) 
 }
 
 Transaction::Ground ConfigStore::ground() {
-    return {m_state, m_handlers, m_cascade, m_pending, m_audit};
+    return {m_state, m_handlers, m_cascade, m_pending, m_reads, m_audit};
 }
 
 eErrorT ConfigStore::commit() {
@@ -156,6 +156,15 @@ Cell* ConfigStore::findForService(const AddressView& address, const char* purpos
 }
 
 const Cell* ConfigStore::read(const AddressView& address) {
+    const Cell* const cell = findForService(address, "read");
+    if (cell != nullptr) {
+        m_reads.add(*cell);
+    }
+    return cell;
+}
+
+/// Defaults never change: looking at them is not part of what a handler's decision rests on.
+const Cell* ConfigStore::readDefaults(const AddressView& address) {
     return findForService(address, "read");
 }
 

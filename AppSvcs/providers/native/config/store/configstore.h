@@ -16,6 +16,7 @@
 #include "store/cascade.h"
 #include "store/handlers.h"
 #include "store/pending.h"
+#include "store/reads.h"
 #include "store/transaction.h"
 
 namespace AppConfig {
@@ -40,6 +41,10 @@ public:
     /// The store as the service sees it.
     [[nodiscard]] AppCfgManager& manager() { return m_manager; }
     [[nodiscard]] Database& database() { return m_database; }
+    [[nodiscard]] const Schema& schema() const { return m_schema; }
+    /// Changes that hold in memory and are not durable yet.
+    [[nodiscard]] const Pending& pending() const { return m_pending; }
+    [[nodiscard]] const Reads& reads() const { return m_reads; }
 
     // registration
     [[nodiscard]] eErrorT add(std::string_view sNode, std::string_view sVariable,
@@ -76,6 +81,7 @@ public:
     // rule that names one is without effect.
     void setServiceRole(SecurityRole role) { m_serviceRole = role; }
     [[nodiscard]] const Cell* read(const AddressView& address);
+    [[nodiscard]] const Cell* readDefaults(const AddressView& address);
     [[nodiscard]] eErrorT write(const AddressView& address, const std::string& sValue,
                                 ConfigResult* result);
     [[nodiscard]] eErrorT offer(const AddressView& address,
@@ -100,6 +106,7 @@ private:
     HandlerTable m_handlers;
     Cascade m_cascade;
     Pending m_pending;
+    Reads m_reads;
     pbcommon::Audit m_audit;
     SecurityRole m_serviceRole = kUser;
     AppCfgManager m_manager;

@@ -30,6 +30,8 @@ public:
     /// The one from next() comes to nothing: if it is large its memory is freed.
     void drop();
 
+    /// Those that wait, in order; valid until the next operation.
+    [[nodiscard]] std::span<const Record> waiting() const { return {m_records.data(), m_nWaiting}; }
     /// Makes all that wait durable at once, what they have made different as it is now. Nothing
     /// waits afterwards.
     /// @return kNoError; kWriteError (logged; none of them is kept)

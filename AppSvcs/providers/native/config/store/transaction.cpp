@@ -40,12 +40,17 @@ void logRefusal(const char* what, const pbcommon::Requester& requester, const Ad
             audit.describe(requester).c_str(), sReason.c_str());
 }
 
+Rehearsal::Rehearsal(std::string sRequester) : m_sRequester(std::move(sRequester)) {
+    loginfo("cfgCommon", "rehearsal begins for %s: nothing of it is kept\n", m_sRequester.c_str());
+}
+
+Rehearsal::~Rehearsal() { loginfo("cfgCommon", "rehearsal ends for %s\n", m_sRequester.c_str()); }
+
 Transaction::Transaction(const Ground& ground, const pbcommon::Requester& requester, Mode mode,
                          std::size_t mark)
     : m_ground(ground), m_requester(requester), m_mode(mode), m_mark(mark) {
     if (m_mode == Mode::kRehearse) {
-        loginfo("cfgCommon", "rehearsal begins for %s: nothing of it is kept\n",
-                requesterText().c_str());
+        m_rehearsal.emplace(requesterText());
     }
 }
 
@@ -55,9 +60,6 @@ Transaction::~Transaction() {
         m_ground.state.rollBack(m_mark);
         m_ground.pending.drop();
     }
-    if (m_mode == Mode::kRehearse) {
-        loginfo("cfgCommon", "rehearsal ends for %s\n", requesterText().c_str());
-    }
 }
 
 Verdict Transaction::apply(std::span<const Proposal> proposals) {
@@ -66,10 +68,15 @@ Verdict Transaction::apply(std::span<const Proposal> proposals) {
         return refuseAnswer(proposals.front());
     }
     if (verdict.code != kNoError) {
-        logRefusal("change", m_requester, proposals[*verdict.failed].address, verdict,
-                   m_ground.audit);
+        logRefused(proposals[*verdict.failed].address, verdict);
     }
     return verdict;
+}
+
+void Transaction::logRefused(const AddressView& address, const Verdict& verdict) {
+    if (m_mode != Mode::kTry) {
+        logRefusal("change", m_requester, address, verdict, m_ground.audit);
+    }
 }
 
 Verdict Transaction::adopt() {
@@ -129,17 +136,26 @@ Verdict Transaction::apply(const Proposal& proposal, std::vector<Assignment>& as
     return proposeAndStore(*cell, std::string(proposal.sValue), result, assignments);
 }
 
+/// Asks the provider, if there is one.
+bool Transaction::isValid(const Cell& cell, const std::string& sValue, ConfigResult& result) {
+    ProviderConfigHandler* const provider = m_ground.handlers.of(cell).provider;
+    m_ground.reads.begin();
+    const bool bValid = provider == nullptr ||
+                        provider->isValid(cell.row->node(), cell.nNodeInstance, cell.row->name(),
+                                          cell.nVarInstance, {sValue}, m_requester.role, result);
+    m_ground.reads.endVerdict();
+    return bValid;
+}
+
 /// A proposal that is not a value of its kind reaches the provider as it came in.
 Verdict Transaction::proposeAndStore(Cell& cell, std::string sValue, ConfigResult& result,
                                      std::vector<Assignment>& assignments) {
     const char* const tag = canonicalise(*cell.row, sValue, sValue);
-    ProviderConfigHandler* const provider = m_ground.handlers.of(cell).provider;
-    if (provider != nullptr &&
-        !provider->isValid(cell.row->node(), cell.nNodeInstance, cell.row->name(),
-                           cell.nVarInstance, {sValue}, m_requester.role, result)) {
+    if (!isValid(cell, sValue, result)) {
         // a provider that names no reason still refuses
         const eErrorT code = result.getErrorCode() == kNoError ? kRejected : result.getErrorCode();
-        return {.code = code, .tags = result.getErrorTags()};
+        const auto reads = m_ground.reads.ofVerdict();
+        return {.code = code, .tags = result.getErrorTags(), .reads = {reads.begin(), reads.end()}};
     }
     if (tag != nullptr) {
         return refusal(tag);
@@ -171,6 +187,12 @@ bool Transaction::fillAndMeasure(std::span<const Assignment> assignments) {
     return m_record->nMaxBytes <= pbcommon::kMaxChangeBytes;
 }
 
+const Record& Transaction::refusedRecord() {
+    (void)fillAndMeasure({});
+    m_record->nRevision = 0;
+    return *m_record;
+}
+
 const std::string& Transaction::requesterText() {
     if (m_sRequesterText.empty()) {
         m_sRequesterText = describe(m_requester);
@@ -180,12 +202,12 @@ const std::string& Transaction::requesterText() {
 
 Verdict Transaction::refuseAnswer(const Proposal& first) {
     Verdict verdict = refusal(pbcommon::ERR_ANSWER_TOO_LONG);
-    logRefusal("change", m_requester, first.address, verdict, m_ground.audit);
+    logRefused(first.address, verdict);
     return verdict;
 }
 
 std::uint64_t Transaction::keep() {
-    if (m_mode == Mode::kRehearse || m_effects.empty()) {
+    if (m_mode != Mode::kCommit || m_effects.empty()) {
         return 0;
     }
     const std::uint64_t nRevision = m_ground.pending.add(m_effects);

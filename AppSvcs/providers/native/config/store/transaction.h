@@ -17,6 +17,7 @@
 #include "store/cascade.h"
 #include "store/handlers.h"
 #include "store/pending.h"
+#include "store/reads.h"
 
 namespace AppConfig {
 
@@ -32,12 +33,28 @@ struct Verdict {
     std::list<std::string> tags{};
     bool bRebootNeeded = false;
     std::optional<std::size_t> failed{};    ///< the proposal that was refused, when one alone was
+    std::vector<const Cell*> reads{};       ///< what its provider looked at, if that refused it
     std::vector<Assignment> assignments{};  ///< of an accepted change, in the order proposed
 };
 
 enum class Mode {
     kCommit,
     kRehearse,  ///< everything runs as for a change, and is never kept
+    kTry,       ///< as kRehearse, and the platform logs nothing: one of many in a Rehearsal
+};
+
+/// Marks in the log what the handlers say of changes that are not made.
+class Rehearsal {
+public:
+    /// @param sRequester  as log records have him
+    explicit Rehearsal(std::string sRequester);
+    ~Rehearsal();
+
+    Rehearsal(const Rehearsal&) = delete;
+    Rehearsal& operator=(const Rehearsal&) = delete;
+
+private:
+    const std::string m_sRequester;
 };
 
 /// Writes a refusal into the log: of what, of which variable, by whom, and why.
@@ -55,6 +72,7 @@ public:
         const HandlerTable& handlers;
         Cascade& cascade;
         Pending& pending;
+        Reads& reads;
         pbcommon::Audit& audit;
     };
 
@@ -82,6 +100,8 @@ public:
 
     /// Of an accepted change: complete but for its revision. Valid until keep(), or this ends.
     [[nodiscard]] const Record& record() const { return *m_record; }
+    /// Of a refused one: what it had done until then, in the same form.
+    [[nodiscard]] const Record& refusedRecord();
     /// Refuses it after all, since its answer does not fit into a message. Logged.
     [[nodiscard]] Verdict refuseAnswer(const Proposal& first);
     /// Lets an accepted change wait for the commit.
@@ -89,8 +109,10 @@ public:
     std::uint64_t keep();
 
 private:
+    void logRefused(const AddressView& address, const Verdict& verdict);
     [[nodiscard]] Verdict applyAll(std::span<const Proposal> proposals);
     [[nodiscard]] Verdict apply(const Proposal& proposal, std::vector<Assignment>& assignments);
+    [[nodiscard]] bool isValid(const Cell& cell, const std::string& sValue, ConfigResult& result);
     [[nodiscard]] Verdict proposeAndStore(Cell& cell, std::string sValue, ConfigResult& result,
                                           std::vector<Assignment>& assignments);
     [[nodiscard]] eErrorT endSubmission(std::span<const Assignment> assignments);
@@ -106,6 +128,7 @@ private:
     std::string m_sRequesterText;
     std::vector<Effect> m_effects;
     Record* m_record = nullptr;
+    std::optional<Rehearsal> m_rehearsal;
     bool m_bKept = false;
 };
 
