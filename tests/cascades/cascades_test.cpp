@@ -1,6 +1,8 @@
 #include <gmock/gmock.h>
 
+#include <cstdlib>
 #include <filesystem>
+#include <iostream>
 #include <random>
 #include <regex>
 #include <set>
@@ -69,9 +71,25 @@ protected:
         EXPECT_EQ(nRegistrations, 15U) << "the schema lacks a variable";
         AppConfig::Service::process().store().commitServiceWrites();
     }
-    pbcommon::Reply ask(const pbcommon::Request& request) {
+    pbcommon::Reply ask(const pbcommon::Request& request,
+                        AppConfig::SecurityRole role = AppConfig::kSystem) {
         return m_others.ask(AppConfig::Service::process().requests(),
-                            {.role = AppConfig::kSystem, .sClient = "test"}, request);
+                            {.role = role, .sClient = "test"}, request);
+    }
+    /// All pages in one.
+    pbcommon::ExplainReply explain(const pbcommon::Request& change, AppConfig::SecurityRole role) {
+        pbcommon::Request request;
+        *request.mutable_explain()->mutable_assignment() = change.set().assignment();
+        pbcommon::ExplainReply all = ask(request, role).explain();
+        while (all.has_next()) {
+            request.mutable_explain()->set_start(all.next());
+            const pbcommon::ExplainReply page = ask(request, role).explain();
+            all.clear_next();
+            all.mutable_remedy()->MergeFrom(page.remedy());
+            all.set_tried(all.tried() + page.tried());
+            if (page.has_next()) all.set_next(page.next());
+        }
+        return all;
     }
     pbcommon::Reply set(const TextsT& assignments, bool bDryRun = false) {
         pbcommon::Request request = setRequest(assignments);
@@ -249,6 +267,79 @@ TEST_F(Service, RehearsesExactlyWhatAChangeThenDoesAndLeavesNoTrace) {
     }
     EXPECT_GT(nAccepted, 500) << "too few changes were accepted to say much";
     EXPECT_GT(nCascades, 50) << "too few cascades to say much";
+}
+
+/// Whether the handler refuses a value also where a setting that its refusal does not name has
+/// another one, written past all rules.
+void expectSameVerdict(const pbcommon::Refusal& refusal, const AppConfig::Cell& refused,
+                       const std::string& sProposed, std::mt19937& random) {
+    std::set<std::string> named{refused.sAddress};
+    for (const pbcommon::Read& read : refusal.read()) named.insert(read.name());
+    AppConfig::ConfigStore& store = AppConfig::Service::process().store();
+    for (const AppConfig::Cell& other : store.cells()) {
+        if (named.contains(other.sAddress)) continue;
+        TextsT values(other.row->option().begin(), other.row->option().end());
+        if (values.empty()) values = {"true", "false", sProposed, other.row->default_value()};
+        std::string& sValue = store.find(other.sAddress)->sValue;
+        const std::string sBefore = std::exchange(sValue, values[random() % values.size()]);
+        ConfigResult result;
+        EXPECT_FALSE(store.handlersOf(refused).provider->isValid(
+            refused.row->node(), refused.nNodeInstance, refused.row->name(), refused.nVarInstance,
+            {sProposed}, AppConfig::kSystem, result))
+            << refused.sAddress << "=" << sProposed << " with " << other.sAddress << "=" << sValue;
+        sValue = sBefore;
+    }
+}
+
+TEST_F(Service, ARefusalNamesAllThatDecidesAndItsRemediesHold) {
+    start();
+    AppConfig::ConfigStore& store = AppConfig::Service::process().store();
+    std::mt19937 random(20261123);
+    const auto anyOf = [&random](const auto& all) { return all[random() % all.size()]; };
+    const char* const sRounds = getenv("REFUSAL_ROUNDS");
+    const int nRounds = sRounds == nullptr ? 200 : std::stoi(sRounds);
+    int nRefused = 0, nByHandler = 0, nRemedied = 0, nRemedies = 0, nTried = 0;
+    while (nRefused < nRounds) {
+        const AppConfig::Cell& cell = anyOf(store.cells());
+        TextsT values(cell.row->option().begin(), cell.row->option().end());
+        if (cell.row->kind() == pbcommon::BOOLEAN) values = {"true", "false"};
+        if (values.empty()) values = {"80", "5060", "8080"};
+        const std::string sProposed = anyOf(values);
+        const auto role = random() % 2 == 0 ? AppConfig::kSystem : AppConfig::kAdmin;
+        const pbcommon::Request change = setRequest({cell.sAddress + "=" + sProposed});
+        const pbcommon::ExplainReply explained = explain(change, role);
+        const pbcommon::Reply reply = ask(change, role);
+        ASSERT_EQ(reply.code(), explained.code());
+        ASSERT_EQ(reply.set().refusal().SerializeAsString(),
+                  explained.set().refusal().SerializeAsString());
+        if (reply.code() == pbcommon::kNoError || !reply.set().has_refusal()) continue;
+        ++nRefused;
+        nTried += static_cast<int>(explained.tried());
+        if (reply.set().refusal().read_size() > 0) {
+            ++nByHandler;
+            expectSameVerdict(reply.set().refusal(), cell, sProposed, random);
+        }
+        nRemedied += explained.remedy_size() > 0 ? 1 : 0;
+        for (const pbcommon::Remedy& remedy : explained.remedy()) {
+            TextsT remedied;
+            for (const pbcommon::Assigned& assigned : remedy.assignment()) {
+                remedied.push_back(assigned.name() + "=" + assigned.value());
+            }
+            remedied.push_back(cell.sAddress + "=" + sProposed);
+            pbcommon::Request request = setRequest(remedied);
+            request.mutable_set()->set_dry_run(++nRemedies % 4 != 0);  // a fourth of them is made
+            pbcommon::Remedy done;
+            const pbcommon::Reply outcome = ask(request, role);
+            EXPECT_EQ(outcome.code(), pbcommon::kNoError) << testing::PrintToString(remedied);
+            *done.mutable_effect() = outcome.set().effect();
+            *done.mutable_assignment() = remedy.assignment();
+            EXPECT_EQ(done.SerializeAsString(), remedy.SerializeAsString());
+            if (!request.set().dry_run()) break;  // the others are remedies of the state before it
+        }
+    }
+    std::cout << nRefused << " refusals, " << nByHandler << " by a handler; " << nTried
+              << " rehearsals found " << nRemedies << " remedies for " << nRemedied << "\n";
+    EXPECT_GT(nByHandler * nRemedied, 0) << "too few refusals to say much";
 }
 
 }  // namespace
