@@ -13,6 +13,8 @@
 #include "completion.h"
 #include "directories.h"
 #include "display.h"
+#include "effects.h"
+#include "grouping.h"
 #include "render.h"
 #include "session.h"
 #include "temporarydirectory.h"
@@ -197,26 +199,69 @@ const int gTimeZoneIsSet = (setenv("TZ", "UTC", 1), tzset(), 0);
 const std::string kHead =
     "revision: 41 time_us: 1795390867007999 client: 'pa\\033nel' uid: 7 pid: 4711 role: kAdmin ";
 
-TEST(ChangeText, TellsWhatElseAChangeDid) {
+TEST(GroupedNames, PutSiblingsIntoOneText) {
+    // clang-format off
+    const std::pair<std::vector<std::string>, std::vector<std::string>> cases[] = {
+        {{"a.b"},                                         {"a.b"}},
+        {{"a[1].b", "a[2].b", "a[1].b[1]", "a[2].b[1]"},  {"a[1,2].b[0,1]"}},
+        {{"a.b", "a.b[2]", "a.b[3]", "a.b[4]"},           {"a.b[0,2..4]"}},
+        {{"a.b", "a[1].b", "a[1].b[1]"},                  {"a.b", "a[1].b[0,1]"}},
+        {{"a.b[1]", "x.b", "a.c[1]", "a.d"},              {"a.{b,c}[1]", "x.b", "a.d"}},
+    };
+    // clang-format on
+    for (const auto& [names, grouped] : cases) EXPECT_EQ(groupedNames(names), grouped);
+}
+
+TEST(ChangeText, TellsAChangeAtAGlance) {
     const auto change = parsed<pbcommon::Change>(
         kHead +
-        "assignment { name: 'a.on' value: 'false' } "
-        "effect { variable: 'a.on' before: 'false' after: '' cause: ON_SET trigger: 'a.on' } "
-        "effect { variable: 'a.mode[1]' aspect: OPTIONS before: ['v1', 'v3'] cause: ON_SET } "
-        "effect { variable: 'a.b' aspect: ACCESS before: ['user', 'user'] "
-        "         after: ['admin', 'system'] cause: ON_CHANGE trigger: 'a.c' }");
+        "assignment { name: 'a.on' value: 'false' } assignment { name: 'a.room' value: 'x' } "
+        "effect { variable: 'a.on' before: 'true' after: 'false' cause: REQUEST } "
+        "effect { variable: 'a.mode' aspect: OPTIONS before: ['v1', 'v2'] after: ['v2', 'v3'] "
+        "         cause: ON_SET trigger: 'a.on' } "
+        "effect { variable: 'a.b' before: 'x' after: '' cause: ON_CHANGE trigger: 'a.on' } "
+        "effect { variable: 'a.mode[1]' aspect: OPTIONS before: ['v1', 'v4'] after: ['v4', 'v3'] "
+        "         cause: ON_SET trigger: 'a.on' } "
+        "effect { variable: 'a.mode[2]' aspect: OPTIONS before: ['v1', 'v2'] after: ['v2', 'v1'] "
+        "         cause: ON_SET trigger: 'a.on' } "
+        "effect { variable: 'a.c' aspect: ACCESS before: ['user', 'user'] "
+        "         after: ['admin', 'system'] cause: ON_CHANGE trigger: 'a.b' } "
+        "effect { variable: 'a.d' after: '1' cause: ON_CHANGE trigger: 'a.z' }"
+        "effect { variable: 'a.e' after: '1' cause: ON_CHANGE }"
+        "effect { variable: 'a.f' after: '1' }");
     EXPECT_EQ(changeText(change, StreamT{}),
               "revision 41  2026-11-22 23:41:07.007  pa\\x1bnel (uid 7, process 4711), role admin\n"
-              "  set a.on=false\n"
-              "  a.on       value    false → \"\"               (onSet a.on)\n"
-              "  a.mode[1]  options  v1 v3 → (none)           (onSet)\n"
-              "  a.b        access   editable → admin/system  (change a.c)\n");
-    EXPECT_THAT(changeText(change, {.bTerminal = true, .nColumns = 58}),
+              "  set a.on  true → false\n"
+              "  set a.room=x  unchanged\n"
+              "  because a.on was set (onSet)\n"
+              "    a.mode[0,1]  options  -v1 +v3\n"
+              "    a.mode[2]  options  v1 v2 → v2 v1\n"
+              "  because a.on was set (change)\n"
+              "    a.b  value  x → \"\"\n"
+              "  because a.b became \"\" (change)\n"
+              "    a.c  access  editable → admin/system\n"
+              "  because of a.z (change)\n"
+              "    a.d  value  \"\" → 1\n"
+              "  because of a setting that this role may not see (change)\n"
+              "    a.e  value  \"\" → 1\n"
+              "  because the service started\n"
+              "    a.f  value  \"\" → 1\n");
+    EXPECT_THAT(changeText(change, {.bTerminal = true, .nColumns = 40, .bUtf8 = false}),
                 AllOf(HasSubstr("revision 41  2026-11-22 23:41:07.007\n  pa\\x1bnel (uid 7"),
-                      HasSubstr("\n  a.b        access   editable → admin/system\n"
-                                "      (change a.c)\n")));
-    EXPECT_THAT(changeText(change, {.bTerminal = true, .nColumns = 59}),
-                HasSubstr("admin/system  (change a.c)\n"));
+                      HasSubstr("    a.mode[0,1]  options  -v1 +v3\n"
+                                "    a.mode[2]    options  v1 v2 -> v2 v1\n"),
+                      HasSubstr("    a.c  access\n        editable -> admin/system\n")));
+    EXPECT_THAT(everyEffectLine(change, 0, {}),
+                HasSubstr("  a.c  access  editable → admin/system  (change a.b)\n"
+                          "  a.d  value  \"\" → 1  (change a.z)\n"
+                          "  a.e  value  \"\" → 1  (change)\n"));
+    EXPECT_EQ(setLines(change, "done", 0, {}),
+              "set a.on  true → false  done, revision 41\nset a.room=x  done, unchanged\n");
+}
+
+TEST(Wrapped, BreaksAtBlanksAndAfterCommas) {
+    EXPECT_EQ(wrapped("a{bb,\x1b[1mcc\x1b[0m,dd}  ee ff", 2, 3, 10),
+              "a{bb,\x1b[1mcc\x1b[0m,\n   dd}  ee\n   ff");
 }
 
 TEST(TimeText, CountsFromTheSecondBefore) {
@@ -378,6 +423,7 @@ TEST(Completion, OffersWhatTheLastWordMayBecome) {
     const std::pair<OperandsT, std::vector<std::string>> cases[] = {
         {{"s"},                              {"set", "shutdown"}},
         {{"set", "--d"},                     {"--dry-run"}},
+        {{"set", "--v"},                     {"--verbose"}},
         {{"watch", "--since", ""},           {}},
         {{"history", "-n", "5", "a.o"},      {"a.on"}},
         {{"--role", "p"},                    {"provisioning"}},

@@ -46,9 +46,10 @@ protected:
     }
     /// Runs a shell command in which $cfgctl is the client.
     Outcome shell(const std::string& sCommand) const {
-        const std::string sLine =
-            "cd " + m_home.path() + "; export APPCONFIG_SOCKET=$PWD/run/appconfig.sock" +
-            " cfgctl=$PWD/client; ln -sf '" CFGCTL "' client; { " + sCommand + "; } >out 2>err";
+        const std::string sLine = "cd " + m_home.path() +
+                                  "; export APPCONFIG_SOCKET=$PWD/run/appconfig.sock" +
+                                  " cfgctl=$PWD/client LC_ALL=C; ln -sf '" CFGCTL "' client; { " +
+                                  sCommand + "; } >out 2>err";
         const int nStatus = system(sLine.c_str());
         return {WEXITSTATUS(nStatus), TemporaryDirectory::contentOf(m_home.path("out")),
                 TemporaryDirectory::contentOf(m_home.path("err"))};
@@ -81,17 +82,21 @@ TEST_F(System, AnswersEachRequestOfASession) {
         {"describe uicontrol.apps.recentcalls.enabled | tail -2", 0,
          "provider     UICntrlConfigHandler\nconsumers    VantorTouchConfigNotificationHandler\n"},
         {"set management.snmp.traptarget.targetport[2]=9162 Management.SNMP.ListeningPort=8161", 0,
-         "set management.snmp.traptarget.targetport[2]=9162  accepted  kNoError (0)\n"
-         "set management.snmp.listeningport=8161  accepted  kNoError (0)\n"},
+         "set management.snmp.traptarget.targetport[2]  162 -> 9162  accepted, revision 1\n"
+         "set management.snmp.listeningport  161 -> 8161  accepted, revision 1\n"},
+        {"set -q --dry-run management.snmp.listeningport=8163", 0, ""},
+        {"set -q management.snmp.listeningport=5060", 1, ""},
         {"set management.snmp.privacypassword=- <secret", 0,
-         "set management.snmp.privacypassword=********  accepted  kNoError (0)\n"},
+         "set management.snmp.privacypassword  \"\" -> ********  accepted, revision 2\n"},
         {"get management.snmp.privacypassword", 0, "********\n"},
         {"get --reveal management.snmp.privacypassword", 0, "given on stdin\n"},
         {"set management.snmp.privacypassword=- </dev/null", 2,
          "cfgctl: no value was given for management.snmp.privacypassword; nothing was sent "
          "('NAME=' sets an empty value)\n"},
         {"set 'management.snmp.location=a\\x0a'", 0,
-         "set management.snmp.location=a\\\\x0a  accepted  kNoError (0)\n"},
+         "set management.snmp.location  \"\" -> a\\\\x0a  accepted, revision 3\n"},
+        {"set --dry-run management.snmp.listeningport=8161", 0,
+         "set management.snmp.listeningport=8161  would be accepted, unchanged\n"},
         {"set 'management.snmp.enabled=a\\b'", 1,
          "set management.snmp.enabled=a\\\\b  refused  kBadParameter (-3)  ERR_INVALID_VALUE\n"
          "nothing has been changed\n"},
@@ -216,6 +221,7 @@ protected:
         const pid_t pid = forkpty(&terminal, nullptr, nullptr, nullptr);
         if (pid == 0) {
             setenv("APPCONFIG_SOCKET", m_home.path("run/appconfig.sock").c_str(), 1);
+            setenv("LC_ALL", "C.UTF-8", 1);
             execl("/bin/sh", "sh", "-c", ("exec '" CFGCTL "' " + sArguments).c_str(), nullptr);
             _exit(127);
         }
@@ -243,7 +249,7 @@ TEST_F(Terminal, AsksForAValueAndBeforeAShutdown) {
     // clang-format off
     const struct { std::string sArguments; const char* typed; int nStatus; const char* shown; } steps[] = {
         {kSet + "privacypassword", "swordfish\n", 0,
-         "^Value for management.snmp.privacypassword \\(secret up to 64 bytes; not shown\\): \r\nset [^ ]*=\\*\\*\\*\\*\\*\\*\\*\\* "},
+         "^Value for management.snmp.privacypassword \\(secret up to 64 bytes; not shown\\): \r\nset [^ ]*  \"\" → \\*\\*\\*\\*\\*\\*\\*\\*  "},
         {kSet + "versionone",      "false\n",     0,   "\\(true false\\): false\r\n"},
         {kSet + "listeningport",   "5\n",         1,   "\\(1\\.\\.65535\\): 5\r\n.*refused.*nothing has been changed"},
         {kSet + "location",        "\n",          2,   "no value was given for management.snmp.location;"},
@@ -318,7 +324,7 @@ TEST_F(OtherUser, DoesNotHearOfWhatIsHidden) {
     const std::string sAll =
         cfgctl("--role system history").sOut + cfgctl("--role system --json history").sOut +
         cfgctl("--role system why management.snmp.privacypassword").sOut + m_daemon->log();
-    EXPECT_THAT(sAll, HasSubstr("privacypassword=********"));
+    EXPECT_THAT(sAll, HasSubstr("privacypassword  \"\" -> ********"));
     EXPECT_THAT(sAll, Not(HasSubstr("swordfish")));
 }
 

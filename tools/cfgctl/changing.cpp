@@ -8,6 +8,7 @@
 #include "choices.h"
 #include "command.h"
 #include "display.h"
+#include "effects.h"
 #include "input.h"
 #include "render.h"
 #include "terminal.h"
@@ -19,32 +20,39 @@ namespace {
 
 /// "NAME=VALUE" with the value that was proposed, a secret masked. Without a variable in the reply
 /// the name alone: only the service knows which values are secret.
-std::string assignmentText(const pbcommon::Reply& reply, int nVariable,
-                           const AssignmentT& assignment) {
+std::string refusedText(const pbcommon::SetReply& set, const AssignmentT& assignment) {
     constexpr std::size_t kMaxShownBytes = 200;
-    if (nVariable >= reply.set().variable_size()) {
+    if (set.variable().empty()) {
         return assignment.sName;
     }
-    const pbcommon::Variable& variable = reply.set().variable(nVariable);
-    // when refused, it was proposed as it was typed; the reply has no more than can be shown of it
-    const bool bTyped = !isAccepted(reply) && variable.kind() != pbcommon::SECRET;
+    const pbcommon::Variable& variable = set.variable(0);
+    // as it was typed; the reply has no more than can be shown of it
     return shown(variable.name()) + "=" +
-           (bTyped ? pbcommon::printable(assignment.value, kMaxShownBytes)
-                   : shown(variable.value()));
+           (variable.kind() == pbcommon::SECRET
+                ? shown(variable.value())
+                : pbcommon::printable(assignment.value, kMaxShownBytes));
 }
 
-std::string acceptedSetText(const Session& session, const std::vector<AssignmentT>& assignments,
-                            const pbcommon::Reply& reply) {
-    const StreamT stream = streamOf(STDOUT_FILENO);
-    const std::string sAccepted = painted(
-        session.options().bDryRun ? "would be accepted" : "accepted", Colour::kGreen, stream);
-    std::string text;
-    for (std::size_t i = 0; i < assignments.size(); ++i) {
-        text += "set " + assignmentText(reply, static_cast<int>(i), assignments[i]) + "  " +
-                sAccepted + "  " + shown(outcomeText(reply, "  ")) + "\n";
+/// What an accepted request was answered, as the change that it made or would make.
+pbcommon::Change changeOf(const pbcommon::SetReply& set) {
+    pbcommon::Change change;
+    change.set_revision(set.revision());
+    for (const pbcommon::Variable& variable : set.variable()) {
+        pbcommon::Assigned& assigned = *change.add_assignment();
+        assigned.set_name(variable.name());
+        assigned.set_value(variable.value());
     }
-    return text + effectLines(reply.set().effect(), stream) +
-           (reply.set().reboot_needed() ? "reboot needed\n" : "");
+    *change.mutable_effect() = set.effect();
+    return change;
+}
+
+std::string acceptedSetText(const OptionsT& options, const pbcommon::SetReply& set) {
+    const StreamT stream = streamOf(STDOUT_FILENO);
+    const pbcommon::Change change = changeOf(set);
+    return setLines(change, options.bDryRun ? "would be accepted" : "accepted", 0, stream) +
+           (options.bVerbose ? everyEffectLine(change, 0, stream)
+                             : effectLines(change, 0, stream)) +
+           (set.reboot_needed() ? "reboot needed\n" : "");
 }
 
 void complainRefusedSet(Session& session, const std::vector<AssignmentT>& assignments,
@@ -58,7 +66,7 @@ void complainRefusedSet(Session& session, const std::vector<AssignmentT>& assign
         complainRefusedName(session, "set", assignment.sName, reply);
         return;
     }
-    const std::string text = "set " + assignmentText(reply, 0, assignment) + "  " +
+    const std::string text = "set " + refusedText(reply.set(), assignment) + "  " +
                              painted("refused", Colour::kRed, streamOf(STDERR_FILENO)) + "  " +
                              shown(outcomeText(reply, "  ")) + "\n";
     printError(text);
@@ -90,11 +98,14 @@ ExitStatus runSet(Session& session, const OperandsT& operands) {
         added.set_value(assignment.value);
     }
     const pbcommon::Reply reply = session.ask(request);
+    if (session.options().bQuiet) {
+        return isAccepted(reply) ? kAccepted : kRefused;
+    }
     if (!isAccepted(reply)) {
         complainRefusedSet(session, assignments, reply);
         printError("nothing has been changed\n");
     }
-    return answer(session, reply, acceptedSetText(session, assignments, reply));
+    return answer(session, reply, acceptedSetText(session.options(), reply.set()));
 }
 
 ExitStatus runShutdown(Session& session, const OperandsT& /*operands*/) {

@@ -1,6 +1,7 @@
 #ifndef CFGCTL_COMMAND_H
 #define CFGCTL_COMMAND_H
 
+#include <array>
 #include <cstdint>
 #include <optional>
 #include <span>
@@ -16,7 +17,7 @@ enum class OperandCount { kNone, kOne, kAtMostOne, kAny };  ///< kAny: at least 
 
 /// An option that not every command takes: a switch, or one with a number.
 struct OptionT {
-    const char* name;
+    const char* name;                                          ///< "-v,--verbose" where it has two
     bool OptionsT::*flag = nullptr;                            ///< null: it has a number
     std::optional<std::uint64_t> OptionsT::*number = nullptr;  ///< null: it is a switch
     const char* numberName = nullptr;                          ///< as help shows it
@@ -34,7 +35,7 @@ struct CommandT {
     const char* summary = nullptr;  ///< null: for programs; not in help and completion
     const char* help;               ///< below the options: details and an example
     ExitStatus (*run)(Session& session, const OperandsT& operands);
-    const OptionT* option = nullptr;  ///< null: none of its own
+    std::array<const OptionT*, 3> option{};  ///< its own; null: none
 
     [[nodiscard]] bool isHidden() const { return summary == nullptr; }
 };

@@ -116,8 +116,10 @@ void addCommand(CLI::App& app, const CommandT& command, CommandLine& line) {
     if (command.isHidden()) {
         sub.group("");
     }
-    if (command.option != nullptr) {
-        addOption(sub, *command.option, line.options);
+    for (const OptionT* const option : command.option) {
+        if (option != nullptr) {
+            addOption(sub, *option, line.options);
+        }
     }
     if (command.count != OperandCount::kNone) {
         const bool bNeeded = command.count != OperandCount::kAtMostOne;

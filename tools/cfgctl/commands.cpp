@@ -16,6 +16,12 @@ ExitStatus runComplete(Session& session, const OperandsT& operands);
 constexpr OptionT kDryRun = {.name = "--dry-run",
                              .flag = &OptionsT::bDryRun,
                              .help = "Show what would happen without changing anything"};
+constexpr OptionT kVerbose = {.name = "-v,--verbose",
+                              .flag = &OptionsT::bVerbose,
+                              .help = "Print each consequence, and what made it so"};
+constexpr OptionT kQuiet = {.name = "-q,--quiet",
+                            .flag = &OptionsT::bQuiet,
+                            .help = "Print nothing of the answer: the exit status tells it"};
 constexpr OptionT kReveal = {.name = "--reveal",
                              .flag = &OptionsT::bReveal,
                              .help = "Show secrets in clear (requires role admin)"};
@@ -45,7 +51,7 @@ constexpr CommandT commandTable[] = {
              "masked unless it is to be revealed.\n"
              "Example: cfgctl get management.snmp.traptarget.targetport[1]",
      .run = runGet,
-     .option = &kReveal},
+     .option = {&kReveal}},
     {.name = "set",
      .kind = OperandKind::kAssignment,
      .count = OperandCount::kAny,
@@ -55,11 +61,12 @@ constexpr CommandT commandTable[] = {
              "single NAME asks for it in a terminal, and shows nothing of a secret. Both keep a\n"
              "value out of process lists and histories; neither is ever empty, as NAME= is.\n"
              "A value that is literally \"-\": printf %s - | cfgctl set NAME=-\n"
-             "What else became different is listed below the assignments: variable, aspect,\n"
-             "before → after, and what made it so.\n"
+             "Below the assignments is what else became different and why. What happened to\n"
+             "sibling variables alike is one line: a[0..2].{b,c}; of an option list it is what\n"
+             "came (+) and went (-).\n"
              "Example: cfgctl set management.snmp.enabled=true management.snmp.listeningport=161",
      .run = runSet,
-     .option = &kDryRun},
+     .option = {&kDryRun, &kVerbose, &kQuiet}},
     {.name = "list",
      .kind = OperandKind::kPattern,
      .count = OperandCount::kAtMostOne,
@@ -96,7 +103,7 @@ constexpr CommandT commandTable[] = {
              "a line; without --since the first only says that the watch has begun.\n"
              "Example: cfgctl watch 'management.snmp.*' --since 41",
      .run = runWatch,
-     .option = &kSince},
+     .option = {&kSince}},
     {.name = "history",
      .kind = OperandKind::kPattern,
      .count = OperandCount::kAtMostOne,
@@ -106,7 +113,7 @@ constexpr CommandT commandTable[] = {
              "first.\n"
              "Example: cfgctl history 'management.snmp.*' -n 3",
      .run = runHistory,
-     .option = &kCount},
+     .option = {&kCount}},
     {.name = "why",
      .kind = OperandKind::kName,
      .count = OperandCount::kOne,
@@ -129,7 +136,7 @@ constexpr CommandT commandTable[] = {
              "it asks first.\n"
              "Example: cfgctl shutdown",
      .run = runShutdown,
-     .option = &kYes},
+     .option = {&kYes}},
     {.name = "completion",
      .kind = OperandKind::kShell,
      .count = OperandCount::kOne,

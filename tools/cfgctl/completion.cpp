@@ -19,9 +19,11 @@ struct TypedT {
 };
 
 bool takesValue(const TypedT& typed, const std::string& word) {
-    const OptionT* const option = typed.command == nullptr ? nullptr : typed.command->option;
     return word == "--role" || word == "--socket" || word == "--timeout" ||
-           (option != nullptr && option->number != nullptr && word == option->name);
+           (typed.command != nullptr &&
+            std::ranges::any_of(typed.command->option, [&word](const OptionT* option) {
+                return option != nullptr && option->number != nullptr && word == option->name;
+            }));
 }
 
 void addWord(CommandsT commands, const std::string& word, TypedT& typed) {
@@ -64,8 +66,13 @@ std::vector<std::string> optionNames(const CommandT* command) {
     std::vector<std::string> names = {"--help", "--json", "--role", "--socket", "--timeout"};
     if (command == nullptr) {
         names.emplace_back("--version");
-    } else if (command->option != nullptr) {
-        names.emplace_back(command->option->name);
+        return names;
+    }
+    for (const OptionT* const option : command->option) {
+        if (option != nullptr) {
+            const std::string sNames = option->name;
+            names.push_back(sNames.substr(sNames.find(',') + 1));  // the long one
+        }
     }
     return names;
 }

@@ -104,6 +104,10 @@ std::string shownJson(std::string_view json) {
 std::size_t displayWidth(std::string_view text) {
     std::size_t nColumns = 0;
     while (!text.empty()) {
+        if (text.front() == '\x1b') {  // paint: nobody else's text has this character
+            text.remove_prefix(std::min(text.find('m'), text.size() - 1) + 1);
+            continue;
+        }
         const CharacterT character = firstCharacter(text);
         nColumns += character.nColumns;
         text.remove_prefix(character.nBytes);
@@ -111,41 +115,47 @@ std::size_t displayWidth(std::string_view text) {
     return nColumns;
 }
 
-std::string fitText(std::string_view text, std::size_t nColumns) {
+std::string fitText(std::string_view text, std::size_t nColumns, std::string_view sEllipsis) {
     if (displayWidth(text) <= nColumns) {
         return std::string(text);
     }
-    if (nColumns == 0) {
-        return {};
+    const std::size_t nEllipsis = displayWidth(sEllipsis);
+    if (nColumns < nEllipsis) {
+        return std::string(nColumns, '.');
     }
     std::size_t nKept = 0;
-    std::size_t nUsed = 1;  // the "…"
+    std::size_t nUsed = nEllipsis;
     for (;;) {
         const CharacterT character = firstCharacter(text.substr(nKept));
         if (nUsed + character.nColumns > nColumns) {
-            return std::string(text.substr(0, nKept)) + "…";
+            return std::string(text.substr(0, nKept)).append(sEllipsis);
         }
         nKept += character.nBytes;
         nUsed += character.nColumns;
     }
 }
 
-std::string wrapped(std::string_view text, std::size_t nIndent, std::size_t nColumns) {
+std::string wrapped(std::string_view text, std::size_t nUsed, std::size_t nIndent,
+                    std::size_t nColumns) {
     std::string lines;
-    std::size_t nUsed = nIndent;
     while (!text.empty()) {
-        const std::string_view word = text.substr(0, text.find(' '));
-        text.remove_prefix(std::min(word.size() + 1, text.size()));
+        const std::size_t nBlanks = std::min(text.find_first_not_of(' '), text.size());
+        const std::size_t end = text.find_first_of(" ,", nBlanks);
+        const bool bComma = end != std::string_view::npos && text[end] == ',';
+        const std::size_t nBytes = std::min(bComma ? end + 1 : end, text.size());
+        const std::string_view word = text.substr(nBlanks, nBytes - nBlanks);
         const std::size_t nWidth = displayWidth(word);
-        if (!lines.empty() && nColumns > 0 && nUsed + 1 + nWidth > nColumns) {
+        const bool bFits = nColumns == 0 || nUsed + nBlanks + nWidth <= nColumns;
+        if (bFits || lines.empty()) {
+            lines.append(nBlanks, ' ');
+            nUsed += nBlanks;
+        } else {
             lines += "\n" + std::string(nIndent, ' ');
             nUsed = nIndent;
-        } else if (!lines.empty()) {
-            lines += ' ';
-            ++nUsed;
         }
         lines += word;
         nUsed += nWidth;
+        text.remove_prefix(nBytes);
     }
     return lines;
 }

@@ -7,13 +7,13 @@
 #include <chrono>
 #include <ctime>
 #include <limits>
-#include <numeric>
 #include <span>
 #include <tuple>
 #include <utility>
 #include <vector>
 
 #include "display.h"
+#include "effects.h"
 #include "names.h"
 #include "text.h"
 
@@ -63,11 +63,11 @@ ColumnWidthsT naturalWidths(const std::vector<RowT>& rows) {
     return widths;
 }
 
-std::string tableLine(const RowT& row, const ColumnWidthsT& widths) {
+std::string tableLine(const RowT& row, const ColumnWidthsT& widths, const StreamT& stream) {
     std::string text;
     std::string sPadding;  // of the cell before: the last one gets none
     for (std::size_t i = 0; i < row.size(); ++i) {
-        const std::string sCell = fitText(row[i], widths[i]);
+        const std::string sCell = fitText(row[i], widths[i], stream.ellipsis());
         text += sPadding + sCell;
         sPadding.assign(widths[i] - displayWidth(sCell) + kColumnGap, ' ');
     }
@@ -76,12 +76,6 @@ std::string tableLine(const RowT& row, const ColumnWidthsT& widths) {
 
 bool fits(std::size_t nColumns, const StreamT& stream) {
     return !stream.bTerminal || nColumns <= stream.nColumns;
-}
-
-/// What made it so.
-std::string causeText(const pbcommon::Effect& effect) {
-    return shown(pbcommon::causeName(effect.cause()) + (effect.trigger().empty() ? "" : " ") +
-                 effect.trigger());
 }
 
 using SheetRowT = std::pair<std::string, std::string>;  ///< label and content
@@ -95,7 +89,7 @@ std::string sheetLines(const std::vector<SheetRowT>& rows, const StreamT& stream
     for (const auto& [label, content] : rows) {
         text += painted(label, Colour::kBold, stream) +
                 std::string(nLabelColumns - displayWidth(label), ' ') +
-                wrapped(content, nLabelColumns, stream.nColumns) + "\n";
+                wrapped(content, nLabelColumns, nLabelColumns, stream.nColumns) + "\n";
     }
     return text;
 }
@@ -186,9 +180,10 @@ std::string listing(const VariablesT& variables, const StreamT& stream) {
     if (stream.bTerminal) {
         widths = fitColumns(widths, stream.nColumns);
     }
-    std::string text = painted(tableLine(rows.front(), widths), Colour::kBold, stream) + "\n";
+    std::string text =
+        painted(tableLine(rows.front(), widths, stream), Colour::kBold, stream) + "\n";
     for (const RowT& row : std::span(rows).subspan(1)) {
-        text += tableLine(row, widths) + "\n";
+        text += tableLine(row, widths, stream) + "\n";
     }
     return text;
 }
@@ -213,33 +208,6 @@ std::string contentText(pbcommon::Aspect aspect, const TextsT& texts) {
         return shownValue(texts.empty() ? "" : texts[0]);
     }
     return shownList(texts);
-}
-
-std::string effectLines(const EffectsT& effects, const StreamT& stream) {
-    std::vector<RowT> rows;
-    for (const pbcommon::Effect& effect : effects) {
-        if (effect.aspect() != pbcommon::VALUE || effect.cause() != pbcommon::REQUEST) {
-            rows.push_back({shown(effect.variable()), aspectText(effect.aspect()),
-                            contentText(effect.aspect(), effect.before()) + " → " +
-                                contentText(effect.aspect(), effect.after()),
-                            "(" + causeText(effect) + ")"});
-        }
-    }
-    const ColumnWidthsT widths = naturalWidths(rows);
-    const bool bOneLine =
-        fits(std::accumulate(widths.begin(), widths.end(), widths.size() * kColumnGap), stream);
-    std::string text;
-    for (RowT& row : rows) {
-        const std::string sCause = painted(row.back(), Colour::kDim, stream);
-        row.back().clear();  // painted, it is no cell: its colour takes no column
-        std::string sLine = "  " + tableLine(row, widths);
-        if (!bOneLine) {
-            sLine.erase(sLine.find_last_not_of(' ') + 1);
-            sLine += "\n      ";
-        }
-        text += sLine + sCause + "\n";
-    }
-    return text;
 }
 
 std::string timeText(const pbcommon::Change& change) {
@@ -269,10 +237,7 @@ std::string changeText(const pbcommon::Change& change, const StreamT& stream) {
     const bool bOneLine = fits(displayWidth(sHead) + kColumnGap + displayWidth(sRequester), stream);
     std::string text =
         painted(sHead, Colour::kBold, stream) + (bOneLine ? "  " : "\n  ") + sRequester + "\n";
-    for (const pbcommon::Assigned& assigned : change.assignment()) {
-        text += "  set " + shown(assigned.name()) + "=" + shown(assigned.value()) + "\n";
-    }
-    return text + effectLines(change.effect(), stream);
+    return text + setLines(change, "", 2, stream) + effectLines(change, 2, stream);
 }
 
 std::string changesText(const ChangesT& changes, std::uint64_t nOldest, const StreamT& stream) {

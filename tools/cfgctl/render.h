@@ -13,7 +13,6 @@ namespace cfgctl {
 // Messages as text for people, and as JSON.
 
 using TextsT = google::protobuf::RepeatedPtrField<std::string>;
-using EffectsT = google::protobuf::RepeatedPtrField<pbcommon::Effect>;
 
 /// "v1 v3", not escaped.
 [[nodiscard]] std::string joined(const TextsT& texts);
@@ -37,10 +36,6 @@ using VariablesT = google::protobuf::RepeatedPtrField<pbcommon::Variable>;
 [[nodiscard]] std::string shownValue(std::string_view value);
 /// "v1 v3", as it may be shown.
 [[nodiscard]] std::string shownList(const TextsT& texts);
-
-/// What else a change did, as aligned lines; on a terminal too narrow for them, two for each. The
-/// values that the request itself gave are left out: they are in the lines about the request.
-[[nodiscard]] std::string effectLines(const EffectsT& effects, const StreamT& stream);
 
 /// "2026-11-22 23:41:07.123", in the process's time zone.
 [[nodiscard]] std::string timeText(const pbcommon::Change& change);

@@ -19,6 +19,8 @@ struct OptionsT {
     Connection::Clock::duration timeout = std::chrono::seconds(10);
     bool bJson = false;
     bool bDryRun = false;
+    bool bVerbose = false;
+    bool bQuiet = false;
     bool bReveal = false;
     bool bYes = false;
     std::optional<std::uint64_t> mostChanges{};

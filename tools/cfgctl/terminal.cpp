@@ -1,5 +1,7 @@
 #include "terminal.h"
 
+#include <langinfo.h>
+#include <locale.h>
 #include <sys/ioctl.h>
 #include <unistd.h>
 
@@ -18,10 +20,21 @@ namespace {
 
 constexpr std::size_t kUsualColumns = 80;  // of a terminal that does not tell
 
+/// Of the user's locale, which the process does not take on: numbers are read in C's.
+bool isUtf8() {
+    const locale_t locale = newlocale(LC_CTYPE_MASK, "", nullptr);
+    if (locale == nullptr) {
+        return false;  // there is none of that name
+    }
+    const bool bUtf8 = std::strcmp(nl_langinfo_l(CODESET, locale), "UTF-8") == 0;
+    freelocale(locale);
+    return bUtf8;
+}
+
 }  // namespace
 
 StreamT streamOf(int fd) {
-    StreamT stream;
+    StreamT stream{.bUtf8 = isUtf8()};
     stream.bTerminal = isatty(fd) == 1;
     if (stream.bTerminal) {
         winsize size{};

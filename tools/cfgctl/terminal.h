@@ -12,6 +12,12 @@ struct StreamT {
     bool bTerminal = false;
     bool bColour = false;      ///< false also where the user or the terminal wants none
     std::size_t nColumns = 0;  ///< width of the terminal
+    bool bUtf8 = true;         ///< false: the locale may have nothing but ASCII
+
+    /// Between what was and what is.
+    [[nodiscard]] const char* arrow() const { return bUtf8 ? " → " : " -> "; }
+    /// In place of what was left out.
+    [[nodiscard]] const char* ellipsis() const { return bUtf8 ? "…" : "..."; }
 };
 [[nodiscard]] StreamT streamOf(int fd);
 

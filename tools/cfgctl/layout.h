@@ -1,0 +1,22 @@
+#ifndef CFGCTL_LAYOUT_H
+#define CFGCTL_LAYOUT_H
+
+#include <cstddef>
+#include <string>
+#include <vector>
+
+#include "terminal.h"
+
+namespace cfgctl {
+
+using CellsT = std::vector<std::string>;  ///< of one row; they may be painted
+using RowsT = std::vector<CellsT>;
+
+/// A line for each row. On a terminal the cells stand in columns; a row too wide for it is broken
+/// between cells, then at blanks and commas, goes on four blanks further in, and widens no column.
+/// Elsewhere two blanks separate the cells.
+[[nodiscard]] std::string rowLines(const RowsT& rows, std::size_t nIndent, const StreamT& stream);
+
+}  // namespace cfgctl
+
+#endif
