@@ -87,6 +87,8 @@ void checkMasked(const Message& message) {
         checkMasked(variable->name(), variable->value());
     } else if (const auto* const given = DynamicCastToGenerated<pbcommon::Assigned>(&message)) {
         checkMasked(given->name(), given->value());
+    } else if (const auto* const read = DynamicCastToGenerated<pbcommon::Read>(&message)) {
+        checkMasked(read->name(), read->value());
     } else if (const auto* const effect = DynamicCastToGenerated<pbcommon::Effect>(&message)) {
         checkMasked(*effect);
     }
@@ -372,12 +374,19 @@ private:
                     return (void)request.mutable_shutdown();
                 }
                 return (void)request.mutable_ping();
+            case 8:
+                request.mutable_explain()->set_start(static_cast<std::uint32_t>(below(3)));
+                return alter(*request.mutable_explain());
+            case 9:
+                return onceIn(2) ? (void)request.mutable_status() : (void)request.mutable_whoami();
             default:
                 request.mutable_set()->set_dry_run(onceIn(8));
                 alter(*request.mutable_set());
         }
     }
-    void alter(pbcommon::Set& set) {
+    /// @param set  a message with assignments
+    template <typename Changing>
+    void alter(Changing& set) {
         const auto nSize = static_cast<std::size_t>(set.assignment_size());
         pbcommon::Assignment& assignment =
             nSize == 0 || onceIn(3) ? *set.add_assignment()

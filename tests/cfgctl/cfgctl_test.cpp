@@ -275,7 +275,7 @@ TEST(TimeText, CountsFromTheSecondBefore) {
     for (const auto& [nMicroseconds, text] : cases) {
         pbcommon::Change change;
         change.set_time_us(nMicroseconds);
-        EXPECT_EQ(timeText(change), text);
+        EXPECT_EQ(timeText(change.time_us()), text);
     }
 }
 
@@ -421,7 +421,7 @@ pbcommon::Reply answerOf(const pbcommon::Request& request) {
 TEST(Completion, OffersWhatTheLastWordMayBecome) {
     // clang-format off
     const std::pair<OperandsT, std::vector<std::string>> cases[] = {
-        {{"s"},                              {"set", "shutdown"}},
+        {{"s"},                              {"set", "status", "shutdown"}},
         {{"set", "--d"},                     {"--dry-run"}},
         {{"set", "--v"},                     {"--verbose"}},
         {{"watch", "--since", ""},           {}},

@@ -1,8 +1,11 @@
 #include "answers.h"
 
+#include <unistd.h>
+
 #include <vector>
 
 #include "display.h"
+#include "outcome.h"
 #include "render.h"
 #include "terminal.h"
 
@@ -64,6 +67,20 @@ void complainRefusedName(Session& session, const std::string& what, const std::s
     } else {
         complainRefused(what + " " + sName, reply);
     }
+}
+
+void complainRefusedSet(Session& session, const std::vector<AssignmentT>& assignments,
+                        const pbcommon::Reply& reply) {
+    if (!reply.set().has_failed() || reply.set().failed() >= assignments.size()) {
+        complainRefused("set", reply);  // no single assignment is at fault
+        return;
+    }
+    const AssignmentT& assignment = assignments[reply.set().failed()];
+    if (reply.code() == pbcommon::kItemNotFound) {
+        complainRefusedName(session, "set", assignment.sName, reply);
+        return;
+    }
+    printError(refusedText(assignment, reply, streamOf(STDERR_FILENO)));
 }
 
 pbcommon::Reply askDescribe(Session& session, const std::string& what, const std::string& sName) {

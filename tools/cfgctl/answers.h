@@ -2,9 +2,11 @@
 #define CFGCTL_ANSWERS_H
 
 #include <string>
+#include <vector>
 
 #include "failure.h"
 #include "messages.pb.h"
+#include "operands.h"
 #include "session.h"
 
 namespace cfgctl {
@@ -18,6 +20,13 @@ void complainRefused(const std::string& what, const pbcommon::Reply& reply);
 /// The same for a variable; an unknown one with the name that is nearest.
 void complainRefusedName(Session& session, const std::string& what, const std::string& sName,
                          const pbcommon::Reply& reply);
+
+/// The same for a request to change something, with the assignment that is at fault.
+void complainRefusedSet(Session& session, const std::vector<AssignmentT>& assignments,
+                        const pbcommon::Reply& reply);
+
+/// What is said of a change that was only rehearsed.
+inline constexpr const char* kWouldBeAccepted = "would be accepted";
 
 /// Prints a reply, or without --json the text. @param text  what acceptance prints
 ExitStatus answer(const Session& session, const pbcommon::Reply& reply, const std::string& text);

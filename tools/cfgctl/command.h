@@ -44,7 +44,7 @@ using CommandsT = std::span<const CommandT>;
 /// All commands, in the order that help shows.
 [[nodiscard]] CommandsT commands();
 
-// what the commands run; reading.cpp, changing.cpp
+// what the commands run; about.cpp, changing.cpp, explaining.cpp, reading.cpp
 ExitStatus runGet(Session& session, const OperandsT& operands);
 ExitStatus runList(Session& session, const OperandsT& operands);
 ExitStatus runOptions(Session& session, const OperandsT& operands);
@@ -52,6 +52,9 @@ ExitStatus runDescribe(Session& session, const OperandsT& operands);
 ExitStatus runWatch(Session& session, const OperandsT& operands);
 ExitStatus runHistory(Session& session, const OperandsT& operands);
 ExitStatus runWhy(Session& session, const OperandsT& operands);
+ExitStatus runExplain(Session& session, const OperandsT& operands);
+ExitStatus runWhoAmI(Session& session, const OperandsT& operands);
+ExitStatus runStatus(Session& session, const OperandsT& operands);
 ExitStatus runPing(Session& session, const OperandsT& operands);
 ExitStatus runSet(Session& session, const OperandsT& operands);
 ExitStatus runShutdown(Session& session, const OperandsT& operands);

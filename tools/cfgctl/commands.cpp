@@ -124,12 +124,35 @@ constexpr CommandT commandTable[] = {
              "each with the handler call that carried it on.\n"
              "Example: cfgctl why management.snmp.engineid",
      .run = runWhy},
+    {.name = "explain",
+     .kind = OperandKind::kAssignment,
+     .count = OperandCount::kAny,
+     .operandHelp = "A tag, or assignments as set takes them",
+     .summary = "Explain a refusal, and find what would be accepted",
+     .help = "A tag prints its sentence. Assignments are rehearsed, and nothing is changed. When\n"
+             "they would be refused: why, and which other values of the settings that the refusal\n"
+             "names would make them acceptable, with all that would follow.\n"
+             "Example: cfgctl explain 'uicontrol.vantortouch.homescreen[2].enabled=true'",
+     .run = runExplain,
+     .option = {&kVerbose}},
     {.name = "ping",
      .summary = "Check whether the service answers",
      .help = "Prints the service's name, version and process number, and its protocol version\n"
              "where that is not this program's.\n"
              "Example: cfgctl ping",
      .run = runPing},
+    {.name = "whoami",
+     .summary = "Print who the service takes you for, and your roles",
+     .help = "Also which group would let you act in a higher role.\n"
+             "Example: cfgctl whoami",
+     .run = runWhoAmI},
+    {.name = "status",
+     .summary = "Print how the service is",
+     .help = "Since when it runs, its newest revision, and how many connections and watches there\n"
+             "are; to administrators also its database and the schema files of the configuration\n"
+             "directory, those that are left out with the reason.\n"
+             "Example: cfgctl status",
+     .run = runStatus},
     {.name = "shutdown",
      .summary = "End the service",
      .help = "Requires role system, and acts in it unless --role says otherwise. In a terminal\n"

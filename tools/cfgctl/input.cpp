@@ -132,4 +132,16 @@ bool isConfirmed(const std::string& sQuestion) {
     return sAnswer == "y" || sAnswer == "Y" || sAnswer == "yes";
 }
 
+void fillAssignments(std::vector<AssignmentT>& assignments,
+                     google::protobuf::RepeatedPtrField<pbcommon::Assignment>& request) {
+    for (AssignmentT& assignment : assignments) {
+        if (assignment.from == AssignmentT::From::kStandardInput) {
+            assignment.value = pipedValue(assignment.sName);
+        }
+        pbcommon::Assignment& added = *request.Add();
+        added.mutable_address()->set_name(assignment.sName);
+        added.set_value(assignment.value);
+    }
+}
+
 }  // namespace cfgctl

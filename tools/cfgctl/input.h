@@ -2,6 +2,10 @@
 #define CFGCTL_INPUT_H
 
 #include <string>
+#include <vector>
+
+#include "messages.pb.h"
+#include "operands.h"
 
 namespace cfgctl {
 
@@ -20,6 +24,11 @@ namespace cfgctl {
 /// @throws Failure  kUsage (nothing was typed, or standard input cannot be read)
 [[nodiscard]] std::string typedValue(const std::string& sName, const std::string& sHint,
                                      bool bHidden);
+
+/// Completes the assignments whose values are on standard input, and puts all into a request.
+/// @throws Failure  as pipedValue()
+void fillAssignments(std::vector<AssignmentT>& assignments,
+                     google::protobuf::RepeatedPtrField<pbcommon::Assignment>& request);
 
 /// Asks in a terminal. @return whether the answer is yes
 /// @throws Failure  kUsage (standard input cannot be read)

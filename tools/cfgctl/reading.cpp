@@ -161,19 +161,4 @@ ExitStatus runWatch(Session& session, const OperandsT& operands) {
     return kRefused;
 }
 
-ExitStatus runPing(Session& session, const OperandsT& /*operands*/) {
-    constexpr std::uint32_t kProtocol = 1;  // that this program speaks
-    pbcommon::Request request;
-    request.mutable_ping();
-    const pbcommon::Reply reply = session.ask(request);
-    const pbcommon::Service& service = reply.ping();
-    const std::string sProtocol =
-        service.protocol() == kProtocol
-            ? ""
-            : ", protocol version " + std::to_string(service.protocol()) + " (this program's is 1)";
-    return answerPlain(session, "ping", reply,
-                       shown(service.name() + " " + service.version()) + ", process " +
-                           std::to_string(service.pid()) + sProtocol + "\n");
-}
-
 }  // namespace cfgctl

@@ -210,8 +210,8 @@ std::string contentText(pbcommon::Aspect aspect, const TextsT& texts) {
     return shownList(texts);
 }
 
-std::string timeText(const pbcommon::Change& change) {
-    const std::chrono::microseconds sinceEpoch(change.time_us());
+std::string timeText(std::int64_t nTimeUs) {
+    const std::chrono::microseconds sinceEpoch(nTimeUs);
     // rounded down: before 1970, too, the fraction counts from the second before it
     const auto seconds = std::chrono::floor<std::chrono::seconds>(sinceEpoch);
     const std::time_t nSeconds = seconds.count();
@@ -232,7 +232,7 @@ std::string requesterText(const pbcommon::Change& change) {
 
 std::string changeText(const pbcommon::Change& change, const StreamT& stream) {
     const std::string sHead =
-        "revision " + std::to_string(change.revision()) + "  " + timeText(change);
+        "revision " + std::to_string(change.revision()) + "  " + timeText(change.time_us());
     const std::string sRequester = requesterText(change);
     const bool bOneLine = fits(displayWidth(sHead) + kColumnGap + displayWidth(sRequester), stream);
     std::string text =

@@ -38,7 +38,7 @@ using VariablesT = google::protobuf::RepeatedPtrField<pbcommon::Variable>;
 [[nodiscard]] std::string shownList(const TextsT& texts);
 
 /// "2026-11-22 23:41:07.123", in the process's time zone.
-[[nodiscard]] std::string timeText(const pbcommon::Change& change);
+[[nodiscard]] std::string timeText(std::int64_t nTimeUs);
 /// "cfgctl (uid 1000, process 4711), role admin".
 [[nodiscard]] std::string requesterText(const pbcommon::Change& change);
 /// One committed change: its revision, when and by whom, what was asked for, and what else it did.

@@ -61,46 +61,73 @@ OriginT originOf(const pbcommon::Change& change, const std::string& sVariable,
     return origin;
 }
 
-/// What led to an effect, step by step, and who started it. @param effect  null: it was not told
-std::string chainText(const pbcommon::Change& change, const pbcommon::Effect* effect) {
-    std::string text;
-    std::string sEnd = effect == nullptr ? "in a change by " : "set by ";
+struct ChainT {
+    std::string sSteps;  ///< a line for each
+    std::string sEnd;    ///< who started it
+};
+
+/// What led to an effect, step by step. @param effect  null: it was not told
+ChainT chainOf(const pbcommon::Change& change, const pbcommon::Effect* effect) {
+    ChainT chain{.sSteps = "", .sEnd = effect == nullptr ? "in a change by " : "set by "};
     std::set<const pbcommon::Effect*> told;
     while (effect != nullptr && isHandlerCall(*effect)) {
         told.insert(effect);
         const OriginT origin = originOf(change, effect->trigger(), told);
-        text += "  because " + origin.text + " (" + pbcommon::causeName(effect->cause()) + ")\n";
-        sEnd = origin.bSet ? "by " : "in a change by ";
+        chain.sSteps +=
+            "  because " + origin.text + " (" + pbcommon::causeName(effect->cause()) + ")\n";
+        chain.sEnd = origin.bSet ? "by " : "in a change by ";
         effect = origin.effect;
     }
     const bool bStartUp = effect != nullptr && effect->cause() == pbcommon::START_UP;
-    return text + "  " + (bStartUp ? "when the service started" : sEnd + requesterText(change)) +
-           "\n";
+    chain.sEnd = bStartUp ? "when the service started" : chain.sEnd + requesterText(change);
+    return chain;
 }
 
 std::string sinceText(const std::string& sVariable, const pbcommon::Reason& reason) {
-    if (reason.revision() == 0) {
-        return "  as the schema has it\n";
-    }
     const std::string sSince = "  since revision " + std::to_string(reason.revision());
     if (!reason.has_change()) {
-        return sSince + ", which history no longer holds\n";
+        return reason.revision() == 0 ? "  as the schema has it\n"
+                                      : sSince + ", which history no longer holds\n";
     }
     const pbcommon::Change& change = reason.change();
-    return sSince + ", " + timeText(change) + "\n" +
-           chainText(change, effectOn(change, sVariable, reason.aspect()));
+    const ChainT chain = chainOf(change, effectOn(change, sVariable, reason.aspect()));
+    if (reason.revision() == 0) {
+        return chain.sSteps + "  in this request\n";
+    }
+    return sSince + ", " + timeText(change.time_us()) + "\n" + chain.sSteps + "  " + chain.sEnd +
+           "\n";
+}
+
+/// What holds.
+std::string labelText(const pbcommon::Reason& reason, const StreamT& stream) {
+    const std::string sLabel = aspectText(reason.aspect());
+    return painted(sLabel, Colour::kBold, stream) +
+           std::string(kLabelColumns - sLabel.size(), ' ') +
+           contentText(reason.aspect(), reason.now()) + "\n";
+}
+
+std::string indented(const std::string& text, std::size_t nIndent) {
+    std::string all;
+    for (std::size_t begin = 0; begin < text.size();) {
+        const std::size_t end = text.find('\n', begin) + 1;
+        all += std::string(nIndent, ' ') + text.substr(begin, end - begin);
+        begin = end;
+    }
+    return all;
 }
 
 }  // namespace
+
+std::string reasonText(const std::string& sVariable, const pbcommon::Reason& reason,
+                       std::size_t nIndent, const StreamT& stream) {
+    return indented(labelText(reason, stream) + sinceText(sVariable, reason), nIndent);
+}
 
 std::string whyText(const pbcommon::WhyReply& reply, const StreamT& stream) {
     const TextsT withheld = withheldOptions(reply.variable());
     std::string text;
     for (const pbcommon::Reason& reason : reply.reason()) {
-        const std::string sLabel = aspectText(reason.aspect());
-        text += painted(sLabel, Colour::kBold, stream) +
-                std::string(kLabelColumns - sLabel.size(), ' ') +
-                contentText(reason.aspect(), reason.now()) + "\n";
+        text += labelText(reason, stream);
         if (reason.aspect() == pbcommon::OPTIONS && !withheld.empty()) {
             text += "  not offered now: " + shownList(withheld) + "\n";
         }

@@ -106,7 +106,8 @@ void Explainer::tellReads(const Cell& cell, const Verdict& verdict,
 /// one that is durable.
 void Explainer::tellObstacle(const Cell& cell, pbcommon::Aspect aspect, Transaction& change,
                              pbcommon::Reason& obstacle) const {
-    const Record* maker = &change.refusedRecord();
+    const Record& refused = change.refusedRecord();
+    const Record* maker = &refused;
     const auto waiting = m_store.pending().waiting();
     for (auto next = waiting.rbegin(); !touches(*maker, cell.sAddress, aspect); ++next) {
         if (next == waiting.rend()) {
@@ -122,6 +123,9 @@ void Explainer::tellObstacle(const Cell& cell, pbcommon::Aspect aspect, Transact
         splitTexts(shown(cell, present(cell, aspect)), aspect, *obstacle.mutable_now());
         obstacle.set_revision(maker->nRevision);
         (void)m_audience.tell(*maker, "*", *obstacle.mutable_change());
+        if (maker == &refused) {
+            obstacle.mutable_change()->clear_time_us();  // it has not been made
+        }
     }
     if (obstacle.has_change()) {
         keepChain(*obstacle.mutable_change(), cell.sAddress, aspect);

@@ -1,0 +1,100 @@
+// The command that explains.
+#include <unistd.h>
+
+#include <algorithm>
+#include <cstddef>
+#include <vector>
+
+#include "answers.h"
+#include "command.h"
+#include "display.h"
+#include "input.h"
+#include "outcome.h"
+#include "terminal.h"
+
+namespace cfgctl {
+
+namespace {
+
+bool isTag(const std::string& operand) { return operand.find_first_of("=.") == std::string::npos; }
+
+/// All pages in one reply; of the remedies, those with the fewest assignments.
+pbcommon::Reply explainAll(Session& session, pbcommon::Request request) {
+    pbcommon::Reply all = session.ask(request);
+    while (all.explain().has_next()) {
+        request.mutable_explain()->set_start(all.explain().next());
+        const pbcommon::Reply page = session.ask(request);
+        if (!isAccepted(page) || page.explain().revision() != all.explain().revision()) {
+            request.mutable_explain()->clear_start();  // something has been changed meanwhile
+            all = session.ask(request);
+            continue;
+        }
+        pbcommon::ExplainReply& explained = *all.mutable_explain();
+        explained.clear_next();
+        explained.mutable_remedy()->MergeFrom(page.explain().remedy());
+        explained.set_tried(explained.tried() + page.explain().tried());
+        if (page.explain().has_next()) {
+            explained.set_next(page.explain().next());
+        }
+    }
+    auto* const remedies = all.mutable_explain()->mutable_remedy();
+    const auto isLonger = [remedies](const pbcommon::Remedy& remedy) {
+        return remedy.assignment_size() > remedies->Get(0).assignment_size();
+    };
+    remedies->erase(std::remove_if(remedies->begin(), remedies->end(), isLonger), remedies->end());
+    return all;
+}
+
+/// The answer to the assignments as if they had been made.
+pbcommon::Reply outcomeOf(const pbcommon::ExplainReply& explained) {
+    pbcommon::Reply reply;
+    reply.set_code(explained.code());
+    *reply.mutable_tag() = explained.tag();
+    *reply.mutable_sentence() = explained.sentence();
+    *reply.mutable_set() = explained.set();
+    return reply;
+}
+
+ExitStatus explainTag(Session& session, const std::string& sTag) {
+    pbcommon::Request request;
+    request.mutable_explain()->set_tag(sTag);
+    const pbcommon::Reply reply = session.ask(request);
+    if (!isAccepted(reply)) {
+        complain("nothing refuses with " + sTag);
+    }
+    const pbcommon::ExplainReply& explained = reply.explain();
+    return answer(session, reply,
+                  explained.sentence().empty() ? "" : shown(explained.sentence(0)) + "\n");
+}
+
+}  // namespace
+
+ExitStatus runExplain(Session& session, const OperandsT& operands) {
+    if (operands.size() == 1 && isTag(operands.front())) {
+        return explainTag(session, operands.front());
+    }
+    std::vector<AssignmentT> assignments = parseAssignments(operands, false);
+    pbcommon::Request request;
+    fillAssignments(assignments, *request.mutable_explain()->mutable_assignment());
+    const pbcommon::Reply reply = explainAll(session, request);
+    if (!isAccepted(reply)) {
+        return answerPlain(session, "explain", reply, "");
+    }
+    const pbcommon::ExplainReply& explained = reply.explain();
+    const pbcommon::Reply outcome = outcomeOf(explained);
+    const bool bVerbose = session.options().bVerbose;
+    const StreamT stream = streamOf(STDOUT_FILENO);
+    if (!explained.set().has_refusal() && !isAccepted(outcome)) {
+        complainRefusedSet(session, assignments, outcome);
+        (void)answer(session, reply, "");
+    } else {
+        (void)answer(session, reply,
+                     isAccepted(outcome)
+                         ? acceptedText(kWouldBeAccepted, explained.set(), bVerbose, stream)
+                         : refusedText(assignments[explained.set().failed()], outcome, stream) +
+                               remediesText(explained, bVerbose, stream));
+    }
+    return isAccepted(outcome) ? kAccepted : kRefused;
+}
+
+}  // namespace cfgctl
