@@ -196,8 +196,11 @@ TEST(Json, ShowsNothingThatDeceives) {
 
 /// Times are told in the process's time zone.
 const int gTimeZoneIsSet = (setenv("TZ", "UTC", 1), tzset(), 0);
+const std::string kLine =
+    "revision 41  2026-11-22 23:41:07.007+00:00  uid 0 (root), process 4711 (pa\\x1bnel), role "
+    "admin\n";
 const std::string kHead =
-    "revision: 41 time_us: 1795390867007999 client: 'pa\\033nel' uid: 7 pid: 4711 role: kAdmin ";
+    "revision: 41 time_us: 1795390867007999 client: 'pa\\033nel' uid: 0 pid: 4711 role: kAdmin ";
 
 TEST(GroupedNames, PutSiblingsIntoOneText) {
     // clang-format off
@@ -229,34 +232,44 @@ TEST(ChangeText, TellsAChangeAtAGlance) {
         "effect { variable: 'a.d' after: '1' cause: ON_CHANGE trigger: 'a.z' }"
         "effect { variable: 'a.e' after: '1' cause: ON_CHANGE }"
         "effect { variable: 'a.f' after: '1' }");
-    EXPECT_EQ(changeText(change, StreamT{}),
-              "revision 41  2026-11-22 23:41:07.007  pa\\x1bnel (uid 7, process 4711), role admin\n"
-              "  set a.on  true → false\n"
-              "  set a.room=x  unchanged\n"
-              "  because a.on was set (onSet)\n"
-              "    a.mode[0,1]  options  -v1 +v3\n"
-              "    a.mode[2]  options  v1 v2 → v2 v1\n"
-              "  because a.on was set (change)\n"
-              "    a.b  value  x → \"\"\n"
-              "  because a.b became \"\" (change)\n"
-              "    a.c  access  editable → admin/system\n"
-              "  because of a.z (change)\n"
-              "    a.d  value  \"\" → 1\n"
-              "  because of a setting that this role may not see (change)\n"
-              "    a.e  value  \"\" → 1\n"
-              "  because the service started\n"
-              "    a.f  value  \"\" → 1\n");
-    EXPECT_THAT(changeText(change, {.bTerminal = true, .nColumns = 40, .bUtf8 = false}),
-                AllOf(HasSubstr("revision 41  2026-11-22 23:41:07.007\n  pa\\x1bnel (uid 7"),
-                      HasSubstr("    a.mode[0,1]  options  -v1 +v3\n"
-                                "    a.mode[2]    options  v1 v2 -> v2 v1\n"),
-                      HasSubstr("    a.c  access\n        editable -> admin/system\n")));
-    EXPECT_THAT(everyEffectLine(change, 0, {}),
+    EXPECT_EQ(changeText(change, "*", StreamT{}),
+              kLine +
+                  "  set a.on  true → false\n"
+                  "  set a.room=x  unchanged\n"
+                  "  because a.on was set (onSet)\n"
+                  "    a.mode[0,1]  options  -v1 +v3\n"
+                  "    a.mode[2]  options  v1 v2 → v2 v1\n"
+                  "  because a.on was set (change)\n"
+                  "    a.b  value  x → \"\"\n"
+                  "  because a.b became \"\" (change)\n"
+                  "    a.c  access  editable → admin/system\n"
+                  "  because of a.z (change)\n"
+                  "    a.d  value  \"\" → 1\n"
+                  "  because of a setting that this role may not see (change)\n"
+                  "    a.e  value  \"\" → 1\n"
+                  "  because the service started\n"
+                  "    a.f  value  \"\" → 1\n");
+    EXPECT_THAT(
+        changeText(change, "*", {.bTerminal = true, .nColumns = 40, .bUtf8 = false}),
+        AllOf(HasSubstr(
+                  "revision 41\n    2026-11-22 23:41:07.007+00:00\n    uid 0 (root), process 4711\n"
+                  "    (pa\\x1bnel), role admin\n"),
+              HasSubstr("    a.mode[0,1]  options  -v1 +v3\n"
+                        "    a.mode[2]    options  v1 v2 -> v2 v1\n"),
+              HasSubstr("    a.c  access\n        editable -> admin/system\n")));
+    EXPECT_THAT(changeLines(change, {.stream = {}, .bEach = true}),
                 HasSubstr("  a.c  access  editable → admin/system  (change a.b)\n"
                           "  a.d  value  \"\" → 1  (change a.z)\n"
                           "  a.e  value  \"\" → 1  (change)\n"));
-    EXPECT_EQ(setLines(change, "done", 0, {}),
-              "set a.on  true → false  done, revision 41\nset a.room=x  done, unchanged\n");
+    EXPECT_EQ(changeText(change, "A.mode*", {}), kLine +
+                                                     "  because a.on was set (onSet)\n"
+                                                     "    a.mode[0,1]  options  -v1 +v3\n"
+                                                     "    a.mode[2]  options  v1 v2 → v2 v1\n"
+                                                     "  and 7 more\n");
+    EXPECT_EQ(changeLines(change, {.stream = {}, .sOutcome = "done", .sPattern = "a.*o*n"}),
+              "set a.on  true → false  done, revision 41\nand 9 more\n");
+    EXPECT_EQ(changeLines(change, {.stream = {}, .sOutcome = "done", .sPattern = "*oom"}),
+              "set a.room=x  done, unchanged\nand 9 more\n");
 }
 
 TEST(Wrapped, BreaksAtBlanksAndAfterCommas) {
@@ -267,9 +280,9 @@ TEST(Wrapped, BreaksAtBlanksAndAfterCommas) {
 TEST(TimeText, CountsFromTheSecondBefore) {
     // clang-format off
     const std::pair<std::int64_t, const char*> cases[] = {
-        {1'999,      "1970-01-01 00:00:00.001"},
-        {-1,         "1969-12-31 23:59:59.999"},
-        {-1'000'000, "1969-12-31 23:59:59.000"},
+        {1'999,      "1970-01-01 00:00:00.001+00:00"},
+        {-1,         "1969-12-31 23:59:59.999+00:00"},
+        {-1'000'000, "1969-12-31 23:59:59.000+00:00"},
     };
     // clang-format on
     for (const auto& [nMicroseconds, text] : cases) {
@@ -302,13 +315,13 @@ TEST(NewsText, TellsWhatIsMissingWhereItIsMissing) {
         return std::regex_replace(sText, gap, "-- $1, ");
     };
     for (const auto& [page, told] : pages)
-        EXPECT_EQ(outline(newsText(parsed<pbcommon::WatchReply>(page), {})), told);
+        EXPECT_EQ(outline(newsText(parsed<pbcommon::WatchReply>(page), "*", {})), told);
     for (const auto& [page, told] : histories)
-        EXPECT_EQ(outline(historyText(parsed<pbcommon::HistoryReply>(page), {})), told);
-    EXPECT_EQ(newsText(parsed<pbcommon::WatchReply>("revision: 9"), {}), "");
-    EXPECT_THAT(newsText(parsed<pbcommon::Event>("missed: 2"), {}),
+        EXPECT_EQ(outline(historyText(parsed<pbcommon::HistoryReply>(page), "*", {})), told);
+    EXPECT_EQ(newsText(parsed<pbcommon::WatchReply>("revision: 9"), "*", {}), "");
+    EXPECT_THAT(newsText(parsed<pbcommon::Event>("missed: 2"), "*", {}),
                 testing::StartsWith("-- 2 changes were missed: "));
-    EXPECT_THAT(newsText(parsed<pbcommon::Event>("change { revision: 11 }"), {}),
+    EXPECT_THAT(newsText(parsed<pbcommon::Event>("change { revision: 11 }"), "*", {}),
                 testing::StartsWith("revision 11  1970"));
 }
 
@@ -334,7 +347,7 @@ TEST(WhyText, TellsWhatHoldsAndSinceWhen) {
 }
 
 TEST(WhyText, LeadsBackToWhoStartedIt) {
-    const std::string kWho = "pa\\x1bnel (uid 7, process 4711), role admin\n";
+    const std::string kWho = "uid 0 (root), process 4711 (pa\\x1bnel), role admin\n";
     // assignments and effects of the change, and the chain
     // clang-format off
     const std::pair<std::string, std::string> cases[] = {
@@ -366,7 +379,7 @@ TEST(WhyText, LeadsBackToWhoStartedIt) {
     // clang-format on
     for (const auto& [change, chain] : cases) {
         EXPECT_EQ(whyOf("now: 'v1' revision: 41 change { " + kHead + change + " }"),
-                  "value    v1\n  since revision 41, 2026-11-22 23:41:07.007\n" + chain);
+                  "value    v1\n  since revision 41, 2026-11-22 23:41:07.007+00:00\n" + chain);
     }
 }
 

@@ -33,6 +33,9 @@ constexpr OptionT kCount = {.name = "-n",
                             .nLeast = 1,
                             .nMost = UINT32_MAX,
                             .help = "How many of the newest changes (default: 25)"};
+constexpr OptionT kFull = {.name = "--full",
+                           .flag = &OptionsT::bFull,
+                           .help = "Print all of each change, not only what matches"};
 constexpr OptionT kSince = {.name = "--since",
                             .number = &OptionsT::since,
                             .numberName = "REVISION",
@@ -98,9 +101,10 @@ constexpr CommandT commandTable[] = {
      .count = OperandCount::kAtMostOne,
      .operandHelp = kPatternHelp,
      .summary = "Print every change as it is made, until interrupted",
-     .help = "A change: its revision, when and by whom, what was set, and what else became\n"
-             "different. --since resumes after a revision without gaps. With --json, one document\n"
-             "a line; without --since the first only says that the watch has begun.\n"
+     .help = "A change: its revision, when and by whom, and of what was set and what else became\n"
+             "different all that matches. --since resumes after a revision without gaps. With\n"
+             "--json, one document a line; without --since the first only says that the watch has\n"
+             "begun.\n"
              "Example: cfgctl watch 'management.snmp.*' --since 41",
      .run = runWatch,
      .option = {&kSince}},
@@ -113,7 +117,7 @@ constexpr CommandT commandTable[] = {
              "first.\n"
              "Example: cfgctl history 'management.snmp.*' -n 3",
      .run = runHistory,
-     .option = {&kCount}},
+     .option = {&kCount, &kFull}},
     {.name = "why",
      .kind = OperandKind::kName,
      .count = OperandCount::kOne,

@@ -4,6 +4,7 @@
 #include <utility>
 #include <vector>
 
+#include "address.h"
 #include "display.h"
 #include "grouping.h"
 #include "layout.h"
@@ -95,39 +96,42 @@ std::string causeText(const pbcommon::Effect& effect) {
            shown(effect.trigger()) + ")";
 }
 
-}  // namespace
+bool isTold(const std::string& sVariable, const MannerT& manner) {
+    return pbcommon::matchesPattern(manner.sPattern, sVariable);
+}
 
-std::string setLines(const pbcommon::Change& change, const std::string& sOutcome,
-                     std::size_t nIndent, const StreamT& stream) {
+std::string setLines(const pbcommon::Change& change, const MannerT& manner) {
     const std::string sRevision =
         change.revision() == 0 ? "" : ", revision " + std::to_string(change.revision());
     RowsT rows;
     for (const pbcommon::Assigned& assigned : change.assignment()) {
+        if (!isTold(assigned.name(), manner)) {
+            continue;
+        }
         const pbcommon::Effect* const effect = valueEffect(change, assigned.name());
         const std::string sSet = "set " + shown(assigned.name());
         rows.push_back(effect == nullptr  // and so the value may be another than was set
                            ? CellsT{sSet + "=" + shown(assigned.value())}
                            : CellsT{sSet, contentText(pbcommon::VALUE, effect->before()) +
-                                              stream.arrow() + shownValue(assigned.value())});
-        if (!sOutcome.empty()) {
-            rows.back().push_back(painted(sOutcome, Colour::kGreen, stream) +
+                                              manner.stream.arrow() +
+                                              shownValue(assigned.value())});
+        if (!manner.sOutcome.empty()) {
+            rows.back().push_back(painted(manner.sOutcome, Colour::kGreen, manner.stream) +
                                   (effect == nullptr ? ", unchanged" : sRevision));
         } else if (effect == nullptr) {
             rows.back().push_back("unchanged");
         }
     }
-    return rowLines(rows, nIndent, stream);
+    return rowLines(rows, manner.nIndent, manner.stream);
 }
 
-std::string effectLines(const pbcommon::Change& change, std::size_t nIndent,
-                        const StreamT& stream) {
+std::string groupedLines(const std::vector<pbcommon::Effect>& effects,
+                         const pbcommon::Change& change, const MannerT& manner) {
     InOrderT<std::string, SameT> causes;
-    for (const pbcommon::Effect& effect : change.effect()) {
-        if (isConsequence(effect)) {
-            SameT& same = entryOf(causes, headingOf(change, effect));
-            entryOf(same, {aspectText(effect.aspect()), differenceText(effect, stream)})
-                .push_back(shown(effect.variable()));
-        }
+    for (const pbcommon::Effect& effect : effects) {
+        SameT& same = entryOf(causes, headingOf(change, effect));
+        entryOf(same, {aspectText(effect.aspect()), differenceText(effect, manner.stream)})
+            .push_back(shown(effect.variable()));
     }
     std::string text;
     for (const auto& [heading, same] : causes) {
@@ -139,24 +143,43 @@ std::string effectLines(const pbcommon::Change& change, std::size_t nIndent,
             }
         }
         if (!heading.empty()) {
-            text += rowLines({{painted(heading, Colour::kDim, stream)}}, nIndent, stream);
+            text += rowLines({{painted(heading, Colour::kDim, manner.stream)}}, manner.nIndent,
+                             manner.stream);
         }
-        text += rowLines(rows, nIndent + 2, stream);
+        text += rowLines(rows, manner.nIndent + 2, manner.stream);
     }
     return text;
 }
 
-std::string everyEffectLine(const pbcommon::Change& change, std::size_t nIndent,
-                            const StreamT& stream) {
+std::string eachLine(const std::vector<pbcommon::Effect>& effects, const MannerT& manner) {
     RowsT rows;
+    for (const pbcommon::Effect& effect : effects) {
+        rows.push_back({shown(effect.variable()), aspectText(effect.aspect()),
+                        beforeAfter(effect, manner.stream),
+                        painted(causeText(effect), Colour::kDim, manner.stream)});
+    }
+    return rowLines(rows, manner.nIndent + 2, manner.stream);
+}
+
+}  // namespace
+
+std::string changeLines(const pbcommon::Change& change, const MannerT& manner) {
+    auto nOthers = std::ranges::count_if(
+        change.assignment(),
+        [&manner](const pbcommon::Assigned& assigned) { return !isTold(assigned.name(), manner); });
+    std::vector<pbcommon::Effect> told;
     for (const pbcommon::Effect& effect : change.effect()) {
-        if (isConsequence(effect)) {
-            rows.push_back({shown(effect.variable()), aspectText(effect.aspect()),
-                            beforeAfter(effect, stream),
-                            painted(causeText(effect), Colour::kDim, stream)});
+        if (isConsequence(effect) && isTold(effect.variable(), manner)) {
+            told.push_back(effect);
+        } else if (isConsequence(effect)) {
+            ++nOthers;
         }
     }
-    return rowLines(rows, nIndent + 2, stream);
+    return setLines(change, manner) +
+           (manner.bEach ? eachLine(told, manner) : groupedLines(told, change, manner)) +
+           (nOthers == 0
+                ? ""
+                : std::string(manner.nIndent, ' ') + "and " + std::to_string(nOthers) + " more\n");
 }
 
 }  // namespace cfgctl

@@ -8,22 +8,19 @@
 
 namespace cfgctl {
 
-// What a change was and did, as lines for people. A change that has not been made, too: a
-// rehearsal's has no revision.
+/// How a change is told.
+struct MannerT {
+    const StreamT& stream;
+    std::size_t nIndent = 0;
+    std::string sOutcome{};      ///< not empty: each assignment ends with it, and the revision
+    bool bEach = false;          ///< each consequence in a line of its own, with its cause
+    std::string sPattern = "*";  ///< of the variables told; how many others there are is said
+};
 
-/// What was set, a line for each: "set a.b  true → false". @param sOutcome  if not empty, each line
-///                                     ends with it, and with the revision
-[[nodiscard]] std::string setLines(const pbcommon::Change& change, const std::string& sOutcome,
-                                   std::size_t nIndent, const StreamT& stream);
-
-/// What else became different, below what made it so; siblings to which the same happened in one
-/// line, and of an option list only what came and went.
-[[nodiscard]] std::string effectLines(const pbcommon::Change& change, std::size_t nIndent,
-                                      const StreamT& stream);
-
-/// The same, a line for each effect, with all that there is to say of it.
-[[nodiscard]] std::string everyEffectLine(const pbcommon::Change& change, std::size_t nIndent,
-                                          const StreamT& stream);
+/// What was set, a line for each: "set a.b  true → false", and what else became different, below
+/// what made it so: siblings to which the same happened in one line, and of an option list only
+/// what came and went. Of a rehearsal, too, which has no revision.
+[[nodiscard]] std::string changeLines(const pbcommon::Change& change, const MannerT& manner);
 
 }  // namespace cfgctl
 

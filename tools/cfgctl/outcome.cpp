@@ -45,12 +45,6 @@ pbcommon::Change changeOf(const pbcommon::SetReply& set) {
     return change;
 }
 
-std::string effectsText(const pbcommon::Change& change, bool bVerbose, std::size_t nIndent,
-                        const StreamT& stream) {
-    return bVerbose ? everyEffectLine(change, nIndent, stream)
-                    : effectLines(change, nIndent, stream);
-}
-
 /// Whether a refusal is about the form of the value, so that it helps to know which are taken.
 bool isAboutForm(const pbcommon::Reply& reply) {
     constexpr std::array kFormTags = {pbcommon::ERR_INVALID_VALUE, pbcommon::ERR_TOO_LONG,
@@ -92,8 +86,7 @@ RowsT basisRows(const pbcommon::Reply& reply) {
 
 std::string acceptedText(const std::string& sOutcome, const pbcommon::SetReply& set, bool bVerbose,
                          const StreamT& stream) {
-    const pbcommon::Change change = changeOf(set);
-    return setLines(change, sOutcome, 0, stream) + effectsText(change, bVerbose, 0, stream) +
+    return changeLines(changeOf(set), {.stream = stream, .sOutcome = sOutcome, .bEach = bVerbose}) +
            (set.reboot_needed() ? "reboot needed\n" : "");
 }
 
@@ -126,15 +119,15 @@ std::string remediesText(const pbcommon::ExplainReply& explained, bool bVerbose,
     }
     std::string text;
     for (const pbcommon::Remedy& remedy : explained.remedy()) {
-        pbcommon::Change change = changeOf(explained.set());
-        change.mutable_assignment()->MergeFrom(remedy.assignment());
-        *change.mutable_effect() = remedy.effect();
+        pbcommon::Change consequences;  // alone: what was assigned is told in another way
+        *consequences.mutable_effect() = remedy.effect();
         text += painted("would be accepted with", Colour::kGreen, stream) + "\n";
         for (const pbcommon::Assigned& assigned : remedy.assignment()) {
             text += std::string(kIndent, ' ') + shown(assigned.name()) + "=" +
                     shown(assigned.value()) + "\n";
         }
-        text += effectsText(change, bVerbose, 2 * kIndent, stream) +
+        text += changeLines(consequences,
+                            {.stream = stream, .nIndent = 2 * kIndent, .bEach = bVerbose}) +
                 (remedy.reboot_needed() ? "    reboot needed\n" : "");
     }
     return text;

@@ -45,14 +45,14 @@ bool complainMasked(const Session& session, const pbcommon::Variable& variable) 
 }
 
 /// Prints what a watch brings, at once: whoever reads it waits for it.
-void printNews(const Session& session, const pbcommon::Reply& reply) {
+void printNews(const Session& session, const std::string& sPattern, const pbcommon::Reply& reply) {
     const StreamT stream = streamOf(STDOUT_FILENO);
     if (session.options().bJson) {
         print(jsonText(reply, true));
     } else if (reply.has_event()) {
-        print(newsText(reply.event(), stream));
+        print(newsText(reply.event(), sPattern, stream));
     } else {
-        print(newsText(reply.watch(), stream));
+        print(newsText(reply.watch(), sPattern, stream));
     }
     finishOutput();
 }
@@ -100,7 +100,8 @@ ExitStatus runHistory(Session& session, const OperandsT& operands) {
     const std::uint64_t nMost = session.options().mostChanges.value_or(kUsualChanges);
     const pbcommon::Reply reply =
         newestChanges(session.asking(), pattern, static_cast<std::uint32_t>(nMost));
-    const std::string text = historyText(reply.history(), streamOf(STDOUT_FILENO));
+    const std::string text = historyText(reply.history(), session.options().bFull ? "*" : pattern,
+                                         streamOf(STDOUT_FILENO));
     if (isAccepted(reply) && reply.history().change().empty()) {
         complain("history holds no change of " + pattern + " for this role");
     }
@@ -149,15 +150,15 @@ ExitStatus runWatch(Session& session, const OperandsT& operands) {
     }
     pbcommon::Reply reply = session.ask(request);
     while (isAccepted(reply) && watch.has_since() && reply.watch().revision() > watch.since()) {
-        printNews(session, reply);
+        printNews(session, watch.pattern(), reply);
         watch.set_since(reply.watch().revision());
         reply = session.ask(request);
     }
     for (; isAccepted(reply); reply = session.next()) {
-        printNews(session, reply);
+        printNews(session, watch.pattern(), reply);
     }
     complainRefused("watch", reply);
-    printNews(session, reply);
+    printNews(session, watch.pattern(), reply);
     return kRefused;
 }
 

@@ -1,12 +1,14 @@
 #include "render.h"
 
 #include <google/protobuf/util/json_util.h>
+#include <pwd.h>
 
 #include <algorithm>
 #include <array>
 #include <chrono>
 #include <ctime>
 #include <limits>
+#include <map>
 #include <span>
 #include <tuple>
 #include <utility>
@@ -14,6 +16,7 @@
 
 #include "display.h"
 #include "effects.h"
+#include "layout.h"
 #include "names.h"
 #include "text.h"
 
@@ -72,10 +75,6 @@ std::string tableLine(const RowT& row, const ColumnWidthsT& widths, const Stream
         sPadding.assign(widths[i] - displayWidth(sCell) + kColumnGap, ' ');
     }
     return text;
-}
-
-bool fits(std::size_t nColumns, const StreamT& stream) {
-    return !stream.bTerminal || nColumns <= stream.nColumns;
 }
 
 using SheetRowT = std::pair<std::string, std::string>;  ///< label and content
@@ -217,30 +216,44 @@ std::string timeText(std::int64_t nTimeUs) {
     const std::time_t nSeconds = seconds.count();
     std::tm parts{};
     localtime_r(&nSeconds, &parts);
-    std::array<char, 64> text{};
-    const std::size_t nLength =
-        std::strftime(text.data(), text.size(), "%Y-%m-%d %H:%M:%S", &parts);
+    const auto formatted = [&parts](const char* format) {
+        std::array<char, 64> text{};
+        return std::string(text.data(), std::strftime(text.data(), text.size(), format, &parts));
+    };
     const auto nMilliseconds = (sinceEpoch - seconds) / std::chrono::milliseconds(1);
     const std::string sMilliseconds = std::to_string(1000 + nMilliseconds).substr(1);
-    return std::string(text.data(), nLength) + "." + sMilliseconds;
+    return formatted("%Y-%m-%d %H:%M:%S.") + sMilliseconds +
+           formatted("%z").insert(3, ":");  // +01:00
+}
+
+std::string userText(uid_t uid) {
+    static std::map<uid_t, std::string> known;  // the directory of users may be far away
+    std::string& text = known[uid];
+    if (text.empty()) {
+        const passwd* const entry = getpwuid(uid);
+        text = "uid " + std::to_string(uid) +
+               (entry == nullptr ? "" : " (" + shown(entry->pw_name) + ")");
+    }
+    return text;
 }
 
 std::string requesterText(const pbcommon::Change& change) {
-    return shown(change.client()) + " (uid " + std::to_string(change.uid()) + ", process " +
-           std::to_string(change.pid()) + "), role " + pbcommon::roleName(change.role());
+    return userText(change.uid()) + ", process " + std::to_string(change.pid()) + " (" +
+           shown(change.client()) + "), role " + pbcommon::roleName(change.role());
 }
 
-std::string changeText(const pbcommon::Change& change, const StreamT& stream) {
-    const std::string sHead =
-        "revision " + std::to_string(change.revision()) + "  " + timeText(change.time_us());
-    const std::string sRequester = requesterText(change);
-    const bool bOneLine = fits(displayWidth(sHead) + kColumnGap + displayWidth(sRequester), stream);
-    std::string text =
-        painted(sHead, Colour::kBold, stream) + (bOneLine ? "  " : "\n  ") + sRequester + "\n";
-    return text + setLines(change, "", 2, stream) + effectLines(change, 2, stream);
+std::string changeText(const pbcommon::Change& change, const std::string& sPattern,
+                       const StreamT& stream) {
+    return rowLines(
+               {{painted("revision " + std::to_string(change.revision()), Colour::kBold, stream),
+                 painted(timeText(change.time_us()), Colour::kBold, stream),
+                 requesterText(change)}},
+               0, stream) +
+           changeLines(change, {.stream = stream, .nIndent = 2, .sPattern = sPattern});
 }
 
-std::string changesText(const ChangesT& changes, std::uint64_t nOldest, const StreamT& stream) {
+std::string changesText(const ChangesT& changes, std::uint64_t nOldest, const std::string& sPattern,
+                        const StreamT& stream) {
     std::string text;
     const auto tellGap = [&text, &nOldest](std::uint64_t nRevision) {
         if (nOldest != 0 && nOldest <= nRevision) {
@@ -251,28 +264,31 @@ std::string changesText(const ChangesT& changes, std::uint64_t nOldest, const St
     };
     for (const pbcommon::Change& change : changes) {
         tellGap(change.revision());
-        text += changeText(change, stream);
+        text += changeText(change, sPattern, stream);
     }
     tellGap(std::numeric_limits<std::uint64_t>::max());
     return text;
 }
 
-std::string newsText(const pbcommon::WatchReply& begun, const StreamT& stream) {
+std::string newsText(const pbcommon::WatchReply& begun, const std::string& sPattern,
+                     const StreamT& stream) {
     const bool bGapEnds = begun.has_oldest() && begun.revision() + 1 >= begun.oldest();
-    return changesText(begun.change(), bGapEnds ? begun.oldest() : 0, stream);
+    return changesText(begun.change(), bGapEnds ? begun.oldest() : 0, sPattern, stream);
 }
 
-std::string historyText(const pbcommon::HistoryReply& history, const StreamT& stream) {
+std::string historyText(const pbcommon::HistoryReply& history, const std::string& sPattern,
+                        const StreamT& stream) {
     const ChangesT oldestFirst(history.change().rbegin(), history.change().rend());
     const bool bReachesGap =
         history.has_oldest() && !oldestFirst.empty() &&
         (!history.has_revision() || oldestFirst[0].revision() < history.oldest());
-    return changesText(oldestFirst, bReachesGap ? history.oldest() : 0, stream);
+    return changesText(oldestFirst, bReachesGap ? history.oldest() : 0, sPattern, stream);
 }
 
-std::string newsText(const pbcommon::Event& event, const StreamT& stream) {
+std::string newsText(const pbcommon::Event& event, const std::string& sPattern,
+                     const StreamT& stream) {
     if (event.has_change()) {
-        return changeText(event.change(), stream);
+        return changeText(event.change(), sPattern, stream);
     }
     return "-- " + std::to_string(event.missed()) +
            (event.missed() == 1 ? " change was" : " changes were") +

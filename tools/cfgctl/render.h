@@ -1,6 +1,8 @@
 #ifndef CFGCTL_RENDER_H
 #define CFGCTL_RENDER_H
 
+#include <sys/types.h>
+
 #include <cstdint>
 #include <string>
 #include <string_view>
@@ -37,24 +39,33 @@ using VariablesT = google::protobuf::RepeatedPtrField<pbcommon::Variable>;
 /// "v1 v3", as it may be shown.
 [[nodiscard]] std::string shownList(const TextsT& texts);
 
-/// "2026-11-22 23:41:07.123", in the process's time zone.
+/// "2026-11-22 23:41:07.123+01:00", in the process's time zone.
 [[nodiscard]] std::string timeText(std::int64_t nTimeUs);
-/// "cfgctl (uid 1000, process 4711), role admin".
+/// "uid 1000 (anna)"
+[[nodiscard]] std::string userText(uid_t uid);
+/// "uid 1000 (anna), process 4711 (cfgctl), role admin", as the service's log has it.
 [[nodiscard]] std::string requesterText(const pbcommon::Change& change);
-/// One committed change: its revision, when and by whom, what was asked for, and what else it did.
-[[nodiscard]] std::string changeText(const pbcommon::Change& change, const StreamT& stream);
+
+// Changes: revision, when and by whom; what was asked for, and what else it did, as far as it is of
+// variables that match a pattern.
 
 using ChangesT = google::protobuf::RepeatedPtrField<pbcommon::Change>;
-/// Changes, the oldest first. @param nOldest  from this revision on none is missing, which is told
-///                                        before it; 0: not to be told
+[[nodiscard]] std::string changeText(const pbcommon::Change& change, const std::string& sPattern,
+                                     const StreamT& stream);
+/// The oldest first. @param nOldest  from this revision on none is missing, which is told before
+/// it;
+///                              0: not to be told
 [[nodiscard]] std::string changesText(const ChangesT& changes, std::uint64_t nOldest,
-                                      const StreamT& stream);
+                                      const std::string& sPattern, const StreamT& stream);
 /// The newest changes, the oldest of them first.
-[[nodiscard]] std::string historyText(const pbcommon::HistoryReply& history, const StreamT& stream);
+[[nodiscard]] std::string historyText(const pbcommon::HistoryReply& history,
+                                      const std::string& sPattern, const StreamT& stream);
 /// The changes that a watch begins with; empty where it begins with none.
-[[nodiscard]] std::string newsText(const pbcommon::WatchReply& begun, const StreamT& stream);
+[[nodiscard]] std::string newsText(const pbcommon::WatchReply& begun, const std::string& sPattern,
+                                   const StreamT& stream);
 /// A change, or that some were missed.
-[[nodiscard]] std::string newsText(const pbcommon::Event& event, const StreamT& stream);
+[[nodiscard]] std::string newsText(const pbcommon::Event& event, const std::string& sPattern,
+                                   const StreamT& stream);
 
 /// All about one described variable, in two columns. A secret is masked.
 [[nodiscard]] std::string sheet(const pbcommon::Variable& variable, const StreamT& stream);

@@ -23,6 +23,7 @@ struct OptionsT {
     bool bQuiet = false;
     bool bReveal = false;
     bool bYes = false;
+    bool bFull = false;
     std::optional<std::uint64_t> mostChanges{};
     std::optional<std::uint64_t> since{};  ///< revision
 };
