@@ -358,6 +358,7 @@ private:
                 return (void)fill(*request.mutable_why()->mutable_address());
             case 3:
                 request.mutable_list()->set_start(static_cast<std::uint32_t>(below(90)));
+                request.mutable_list()->set_changed(onceIn(4));
                 return request.mutable_list()->set_pattern(pattern());
             case 4:
                 request.mutable_history()->set_before(below(8));

@@ -127,7 +127,9 @@ TEST_F(Store, RefusesInTheOrderOfItsChecksAndLogsEachRefusalOnce) {
     EXPECT_EQ(list(kProvisioning, "*hidden"), "kNoError (0)");
     const std::string sUnset = "kNoError (0) n.password=", sMasked = sUnset + "********";
     EXPECT_EQ(list(kUser, "*password") + get(kUser, "password"), sUnset + sUnset);
+    EXPECT_EQ(list(kUser, "*password", true), "kNoError (0)");
     set(kUser, {{"password", "swordfish"}});
+    EXPECT_EQ(list(kUser, "*password", true), sMasked);
     EXPECT_EQ(get(kAdmin, "password") + get(kUser, "password", true), sMasked + sMasked);
     EXPECT_EQ(get(kAdmin, "password", true), sUnset + "swordfish");
 }
@@ -139,16 +141,26 @@ TEST_F(Store, ListsALargeSchemaPageByPageWithoutGapOrDoubling) {
         "variable { node: 'n' name: 'long' node_instances: 900 kind: TEXT"
         " max_length: 2000 default_value: '" +
         std::string(2000, 'x') + "' }");
-    std::set<std::string> names;
-    pbcommon::ListReply reply;
-    do {
-        reply = ask(kUser, "list { pattern: 'n*l*' start: " + std::to_string(reply.next()) + " }")
-                    .list();
-        EXPECT_LT(reply.ByteSizeLong(), pbcommon::kMaxMessageBytes);
-        for (const auto& row : reply.variable()) EXPECT_TRUE(names.insert(row.name()).second);
-        EXPECT_EQ(reply.next(), reply.has_next() ? names.size() : 0) << "counts what is hidden";
-    } while (reply.has_next() && !HasFailure());
-    EXPECT_EQ(names.size(), 900U);
+    for (const char* const instance : {"0", "31", "899"}) {
+        (void)ask(kUser, std::string("set { assignment { address { node: 'n' variable: 'long' "
+                                     "node_instance: ") +
+                             instance + " } value: 'y' } }");
+    }
+    for (const auto& [changed, nListed] : {std::pair{"false", 900U}, {"true", 3U}}) {
+        std::set<std::string> names;
+        pbcommon::ListReply reply;
+        do {
+            reply = ask(kUser, "list { pattern: 'n*l*' changed: " + std::string(changed) +
+                                   " start: " + std::to_string(reply.next()) + " }")
+                        .list();
+            EXPECT_LT(reply.ByteSizeLong(), pbcommon::kMaxMessageBytes);
+            for (const auto& row : reply.variable()) EXPECT_TRUE(names.insert(row.name()).second);
+            if (nListed == 900U) {
+                EXPECT_EQ(reply.next(), reply.has_next() ? names.size() : 0) << "counts the hidden";
+            }
+        } while (reply.has_next() && !HasFailure());
+        EXPECT_EQ(names.size(), nListed);
+    }
 }
 
 TEST_F(Store, RefusesAChangeThatDoesNotFitIntoAMessageAndCanTellOfEveryOther) {

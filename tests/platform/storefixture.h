@@ -81,8 +81,10 @@ protected:
         }
         return textOf(ask(role, "set { " + sText + " }"));
     }
-    std::string list(AppConfig::SecurityRole role, const std::string& sPattern) {
-        return textOf(ask(role, "list { pattern: '" + sPattern + "' }"));
+    std::string list(AppConfig::SecurityRole role, const std::string& sPattern,
+                     bool bChanged = false) {
+        return textOf(ask(
+            role, "list { pattern: '" + sPattern + "'" + (bChanged ? " changed: true }" : " }")));
     }
 
     LogFile m_log;

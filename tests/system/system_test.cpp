@@ -126,6 +126,9 @@ TEST_F(System, AnswersEachRequestOfASession) {
          "cfgctl: unknown variable management.snmp.traptarget.targetport[3] (or not visible to this role); "
          "did you mean management.snmp.traptarget.targetport[1]?\nnothing has been changed\n"},
         {"list 'nothing*'", 1, "cfgctl: no variable matches nothing* for this role\n"},
+        {"list --changed 'uicontrol.v*' | grep -c '4\\].enabled .* false '", 0, "1\n"},
+        {"list --changed 'pm*'", 1,
+         "cfgctl: no value of pm* differs from its default for this role\n"},
         {"get management..snmp", 2,
          "cfgctl: 'management..snmp' is not a variable's name; write node.variable, "
          "with [n] after either for an instance other than 0\n"},

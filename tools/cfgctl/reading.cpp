@@ -85,12 +85,14 @@ ExitStatus runGet(Session& session, const OperandsT& operands) {
 
 ExitStatus runList(Session& session, const OperandsT& operands) {
     const std::string pattern = patternOf(operands);
-    const pbcommon::Reply reply = listAll(session.asking(), pattern);
+    const bool bChanged = session.options().bChanged;
+    const pbcommon::Reply reply = listAll(session.asking(), pattern, bChanged);
     if (!isAccepted(reply) || !reply.list().variable().empty()) {
         return answerPlain(session, "list", reply,
                            listing(reply.list().variable(), streamOf(STDOUT_FILENO)));
     }
-    complain("no variable matches " + pattern + " for this role");
+    complain(bChanged ? "no value of " + pattern + " differs from its default for this role"
+                      : "no variable matches " + pattern + " for this role");
     (void)answer(session, reply, "");
     return kRefused;
 }

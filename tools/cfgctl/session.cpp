@@ -22,10 +22,11 @@ AskT Session::asking() {
 
 pbcommon::Reply Session::next() { return m_connection.next(); }
 
-pbcommon::Reply listAll(const AskT& ask, const std::string& pattern) {
+pbcommon::Reply listAll(const AskT& ask, const std::string& pattern, bool bChanged) {
     pbcommon::Reply all;
     pbcommon::Request request;
     request.mutable_list()->set_pattern(pattern);
+    request.mutable_list()->set_changed(bChanged);
     for (;;) {
         const pbcommon::Reply page = ask(request);
         const pbcommon::ListReply& list = page.list();

@@ -24,6 +24,7 @@ struct OptionsT {
     bool bReveal = false;
     bool bYes = false;
     bool bFull = false;
+    bool bChanged = false;
     std::optional<std::uint64_t> mostChanges{};
     std::optional<std::uint64_t> since{};  ///< revision
 };
@@ -53,8 +54,9 @@ private:
 };
 
 /// The variables that match a pattern, all pages in one reply; when a page is refused, its code and
-/// tags, and the variables before it.
-[[nodiscard]] pbcommon::Reply listAll(const AskT& ask, const std::string& pattern);
+/// tags, and the variables before it. @param bChanged  only those whose value is not the default
+[[nodiscard]] pbcommon::Reply listAll(const AskT& ask, const std::string& pattern,
+                                      bool bChanged = false);
 
 /// The newest changes that touch a variable that matches a pattern, the newest first, all pages in
 /// one reply; when a page is refused, its code and tags, and the changes before it.

@@ -400,7 +400,8 @@ PbUtility::Answer ConfigRequests::list(const Requester& requester, const Request
             answer.set_next(nPlace);
             return {};
         }
-        if (!pbcommon::matchesPattern(list.pattern(), cell.sAddress)) {
+        if (!pbcommon::matchesPattern(list.pattern(), cell.sAddress) ||
+            (list.changed() && cell.sValue == cell.row->default_value())) {
             continue;
         }
         pbcommon::Variable& variable = *answer.add_variable();
