@@ -4,6 +4,7 @@
 #include <sys/un.h>
 #include <unistd.h>
 
+#include <cstring>
 #include <regex>
 #include <thread>
 
@@ -182,9 +183,8 @@ TEST(Listing, FitsTheTerminalColumnByColumnWithoutControlCharacters) {
               "a.version[1]  v3          v1 v3        system/user\n"
               "a.room        Cafe\u0301 😀議…  text up to…  user/admin\n"
               "a.password    ********    secret up …  admin/admin\n");
-    EXPECT_THAT(
-        listing(parsed<pbcommon::ListReply>(everyKind).variable(), {}),
-        HasSubstr("a.room        Cafe\u0301 😀議室\\x0a  text up to 255 bytes   user/admin\n"));
+    EXPECT_THAT(listing(parsed<pbcommon::ListReply>(everyKind).variable(), {}),
+                HasSubstr("\na.room\tCafe\u0301 😀議室\\x0a\ttext up to 255 bytes\tuser/admin\n"));
 }
 
 TEST(Json, ShowsNothingThatDeceives) {
@@ -197,7 +197,7 @@ TEST(Json, ShowsNothingThatDeceives) {
 /// Times are told in the process's time zone.
 const int gTimeZoneIsSet = (setenv("TZ", "UTC", 1), tzset(), 0);
 const std::string kLine =
-    "revision 41  2026-11-22 23:41:07.007+00:00  uid 0 (root), process 4711 (pa\\x1bnel), role "
+    "revision 41\t2026-11-22 23:41:07.007+00:00\tuid 0 (root), process 4711 (pa\\x1bnel), role "
     "admin\n";
 const std::string kHead =
     "revision: 41 time_us: 1795390867007999 client: 'pa\\033nel' uid: 0 pid: 4711 role: kAdmin ";
@@ -234,21 +234,21 @@ TEST(ChangeText, TellsAChangeAtAGlance) {
         "effect { variable: 'a.f' after: '1' }");
     EXPECT_EQ(changeText(change, "*", StreamT{}),
               kLine +
-                  "  set a.on  true → false\n"
-                  "  set a.room=x  unchanged\n"
+                  "  set a.on\ttrue → false\n"
+                  "  set a.room=x\tunchanged\n"
                   "  because a.on was set (onSet)\n"
-                  "    a.mode[0,1]  options  -v1 +v3\n"
-                  "    a.mode[2]  options  v1 v2 → v2 v1\n"
+                  "    a.mode[0,1]\toptions\t-v1 +v3\n"
+                  "    a.mode[2]\toptions\tv1 v2 → v2 v1\n"
                   "  because a.on was set (change)\n"
-                  "    a.b  value  x → \"\"\n"
+                  "    a.b\tvalue\tx → \"\"\n"
                   "  because a.b became \"\" (change)\n"
-                  "    a.c  access  editable → admin/system\n"
+                  "    a.c\taccess\teditable → admin/system\n"
                   "  because of a.z (change)\n"
-                  "    a.d  value  \"\" → 1\n"
+                  "    a.d\tvalue\t\"\" → 1\n"
                   "  because of a setting that this role may not see (change)\n"
-                  "    a.e  value  \"\" → 1\n"
+                  "    a.e\tvalue\t\"\" → 1\n"
                   "  because the service started\n"
-                  "    a.f  value  \"\" → 1\n");
+                  "    a.f\tvalue\t\"\" → 1\n");
     EXPECT_THAT(
         changeText(change, "*", {.bTerminal = true, .nColumns = 40, .bUtf8 = false}),
         AllOf(HasSubstr(
@@ -258,23 +258,29 @@ TEST(ChangeText, TellsAChangeAtAGlance) {
                         "    a.mode[2]    options  v1 v2 -> v2 v1\n"),
               HasSubstr("    a.c  access\n        editable -> admin/system\n")));
     EXPECT_THAT(changeLines(change, {.stream = {}, .bEach = true}),
-                HasSubstr("  a.c  access  editable → admin/system  (change a.b)\n"
-                          "  a.d  value  \"\" → 1  (change a.z)\n"
-                          "  a.e  value  \"\" → 1  (change)\n"));
+                HasSubstr("  a.c\taccess\teditable → admin/system\t(change a.b)\n"
+                          "  a.d\tvalue\t\"\" → 1\t(change a.z)\n"
+                          "  a.e\tvalue\t\"\" → 1\t(change)\n"));
     EXPECT_EQ(changeText(change, "A.mode*", {}), kLine +
                                                      "  because a.on was set (onSet)\n"
-                                                     "    a.mode[0,1]  options  -v1 +v3\n"
-                                                     "    a.mode[2]  options  v1 v2 → v2 v1\n"
+                                                     "    a.mode[0,1]\toptions\t-v1 +v3\n"
+                                                     "    a.mode[2]\toptions\tv1 v2 → v2 v1\n"
                                                      "  and 7 more\n");
     EXPECT_EQ(changeLines(change, {.stream = {}, .sOutcome = "done", .sPattern = "a.*o*n"}),
-              "set a.on  true → false  done, revision 41\nand 9 more\n");
+              "set a.on\ttrue → false\tdone, revision 41\nand 9 more\n");
     EXPECT_EQ(changeLines(change, {.stream = {}, .sOutcome = "done", .sPattern = "*oom"}),
-              "set a.room=x  done, unchanged\nand 9 more\n");
+              "set a.room=x\tdone, unchanged\nand 9 more\n");
 }
 
 TEST(Wrapped, BreaksAtBlanksAndAfterCommas) {
     EXPECT_EQ(wrapped("a{bb,\x1b[1mcc\x1b[0m,dd}  ee ff", 2, 3, 10),
               "a{bb,\x1b[1mcc\x1b[0m,\n   dd}  ee\n   ff");
+}
+
+TEST(FitText, CutsInAsciiTooDownToNothing) {
+    for (const char* const cut : {"abcdef", "ab...", "a...", "...", "..", ".", ""}) {
+        EXPECT_EQ(fitText("abcdef", std::strlen(cut), "..."), cut);
+    }
 }
 
 TEST(TimeText, CountsFromTheSecondBefore) {
@@ -309,7 +315,7 @@ TEST(NewsText, TellsWhatIsMissingWhereItIsMissing) {
     };
     // clang-format on
     const auto outline = [](std::string sText) {
-        const std::regex change("revision (\\d+)  1970[^\n]*\n");
+        const std::regex change("revision (\\d+)\t1970[^\n]*\n");
         sText = std::regex_replace(sText, change, "r $1, ");
         const std::regex gap("-- changes before revision (\\d+) are no longer all in history\n");
         return std::regex_replace(sText, gap, "-- $1, ");
@@ -322,7 +328,7 @@ TEST(NewsText, TellsWhatIsMissingWhereItIsMissing) {
     EXPECT_THAT(newsText(parsed<pbcommon::Event>("missed: 2"), "*", {}),
                 testing::StartsWith("-- 2 changes were missed: "));
     EXPECT_THAT(newsText(parsed<pbcommon::Event>("change { revision: 11 }"), "*", {}),
-                testing::StartsWith("revision 11  1970"));
+                testing::StartsWith("revision 11\t1970"));
 }
 
 std::string whyOf(const std::string& sReason) {
@@ -336,11 +342,11 @@ std::string whyOf(const std::string& sReason) {
 TEST(WhyText, TellsWhatHoldsAndSinceWhen) {
     // clang-format off
     const std::pair<const char*, const char*> cases[] = {
-        {"now: ''", "value    \"\"\n  as the schema has it\n"},
+        {"now: ''", "value\t\"\"\n  as the schema has it\n"},
         {"aspect: OPTIONS now: ['v1', 'v2c']",
-         "options  v1 v2c\n  not offered now: v3\n  as the schema has it\n"},
+         "options\tv1 v2c\n  not offered now: v3\n  as the schema has it\n"},
         {"aspect: ACCESS now: ['user', 'system'] revision: 41",
-         "access   read-only\n  since revision 41, which history no longer holds\n"},
+         "access\tread-only\n  since revision 41, which history no longer holds\n"},
     };
     // clang-format on
     for (const auto& [reason, told] : cases) EXPECT_EQ(whyOf(reason), told);
@@ -379,7 +385,7 @@ TEST(WhyText, LeadsBackToWhoStartedIt) {
     // clang-format on
     for (const auto& [change, chain] : cases) {
         EXPECT_EQ(whyOf("now: 'v1' revision: 41 change { " + kHead + change + " }"),
-                  "value    v1\n  since revision 41, 2026-11-22 23:41:07.007+00:00\n" + chain);
+                  "value\tv1\n  since revision 41, 2026-11-22 23:41:07.007+00:00\n" + chain);
     }
 }
 

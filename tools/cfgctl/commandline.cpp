@@ -15,6 +15,8 @@ namespace {
 
 constexpr const char* kMainHelp =
     "A variable is written node.variable, with [n] after either for an instance other than 0.\n"
+    "In a terminal output is laid out for its width; elsewhere nothing is padded, cut or wrapped,\n"
+    "and a tab separates columns.\n"
     "Exit status: 0 done, 1 refused by the service, 2 wrong usage (nothing was sent),\n"
     "3 no service (nothing was changed), 4 no answer in time, or outcome unknown,\n"
     "5 done, but the output could not be written.\n"

@@ -43,7 +43,7 @@ std::string rowText(const CellsT& row, WidthsT widths, std::size_t nIndent, cons
             text += "\n" + std::string(nUsed, ' ');
         } else {
             nUsed += nGap;
-            text += std::string(nGap, ' ');
+            text += i == 0 ? "" : gapText(nGap, stream);
         }
         const std::string sCell = wrapped(row[i], nUsed, nIndent + kFurtherIn, stream.nColumns);
         const std::size_t lastLine = sCell.rfind('\n');
@@ -56,6 +56,10 @@ std::string rowText(const CellsT& row, WidthsT widths, std::size_t nIndent, cons
 }
 
 }  // namespace
+
+std::string gapText(std::size_t nBlanks, const StreamT& stream) {
+    return stream.bTerminal ? std::string(nBlanks, ' ') : "\t";
+}
 
 std::string rowLines(const RowsT& rows, std::size_t nIndent, const StreamT& stream) {
     const WidthsT widths = widthsOf(rows, nIndent, stream);

@@ -12,9 +12,12 @@ namespace cfgctl {
 using CellsT = std::vector<std::string>;  ///< of one row; they may be painted
 using RowsT = std::vector<CellsT>;
 
+/// Between two cells: on a terminal so many blanks that columns are aligned, elsewhere a tab, which
+/// is in no text that is shown.
+[[nodiscard]] std::string gapText(std::size_t nBlanks, const StreamT& stream);
+
 /// A line for each row. On a terminal the cells stand in columns; a row too wide for it is broken
 /// between cells, then at blanks and commas, goes on four blanks further in, and widens no column.
-/// Elsewhere two blanks separate the cells.
 [[nodiscard]] std::string rowLines(const RowsT& rows, std::size_t nIndent, const StreamT& stream);
 
 }  // namespace cfgctl

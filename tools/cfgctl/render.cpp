@@ -72,7 +72,7 @@ std::string tableLine(const RowT& row, const ColumnWidthsT& widths, const Stream
     for (std::size_t i = 0; i < row.size(); ++i) {
         const std::string sCell = fitText(row[i], widths[i], stream.ellipsis());
         text += sPadding + sCell;
-        sPadding.assign(widths[i] - displayWidth(sCell) + kColumnGap, ' ');
+        sPadding = gapText(widths[i] - displayWidth(sCell) + kColumnGap, stream);
     }
     return text;
 }
@@ -87,7 +87,7 @@ std::string sheetLines(const std::vector<SheetRowT>& rows, const StreamT& stream
     std::string text;
     for (const auto& [label, content] : rows) {
         text += painted(label, Colour::kBold, stream) +
-                std::string(nLabelColumns - displayWidth(label), ' ') +
+                gapText(nLabelColumns - displayWidth(label), stream) +
                 wrapped(content, nLabelColumns, nLabelColumns, stream.nColumns) + "\n";
     }
     return text;

@@ -6,6 +6,7 @@
 #include <string_view>
 
 #include "display.h"
+#include "layout.h"
 #include "names.h"
 
 namespace cfgctl {
@@ -101,8 +102,7 @@ std::string sinceText(const std::string& sVariable, const pbcommon::Reason& reas
 /// What holds.
 std::string labelText(const pbcommon::Reason& reason, const StreamT& stream) {
     const std::string sLabel = aspectText(reason.aspect());
-    return painted(sLabel, Colour::kBold, stream) +
-           std::string(kLabelColumns - sLabel.size(), ' ') +
+    return painted(sLabel, Colour::kBold, stream) + gapText(kLabelColumns - sLabel.size(), stream) +
            contentText(reason.aspect(), reason.now()) + "\n";
 }
 
