@@ -380,6 +380,8 @@ private:
                 return alter(*request.mutable_explain());
             case 9:
                 return onceIn(2) ? (void)request.mutable_status() : (void)request.mutable_whoami();
+            case 10:
+                return (void)fill(*request.mutable_deps()->mutable_address());
             default:
                 request.mutable_set()->set_dry_run(onceIn(8));
                 alter(*request.mutable_set());

@@ -53,6 +53,7 @@ ExitStatus runWatch(Session& session, const OperandsT& operands);
 ExitStatus runHistory(Session& session, const OperandsT& operands);
 ExitStatus runWhy(Session& session, const OperandsT& operands);
 ExitStatus runExplain(Session& session, const OperandsT& operands);
+ExitStatus runDeps(Session& session, const OperandsT& operands);
 ExitStatus runWhoAmI(Session& session, const OperandsT& operands);
 ExitStatus runStatus(Session& session, const OperandsT& operands);
 ExitStatus runPing(Session& session, const OperandsT& operands);

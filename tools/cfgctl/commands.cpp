@@ -25,6 +25,8 @@ constexpr OptionT kQuiet = {.name = "-q,--quiet",
 constexpr OptionT kReveal = {.name = "--reveal",
                              .flag = &OptionsT::bReveal,
                              .help = "Show secrets in clear (requires role admin)"};
+constexpr OptionT kDot = {
+    .name = "--dot", .flag = &OptionsT::bDot, .help = "Print a graph in the DOT language"};
 constexpr OptionT kYes = {
     .name = "--yes", .flag = &OptionsT::bYes, .help = "Do not ask for confirmation"};
 constexpr OptionT kCount = {.name = "-n",
@@ -149,6 +151,20 @@ constexpr CommandT commandTable[] = {
              "where that is not this program's.\n"
              "Example: cfgctl ping",
      .run = runPing},
+    {.name = "deps",
+     .kind = OperandKind::kName,
+     .count = OperandCount::kAtMostOne,
+     .operandHelp = "Variable, of any instance",
+     .summary = "Print what a variable depends on, and what depends on it",
+     .help =
+         "What decides whether a value of it is accepted, what moves its value, options or\n"
+         "access, and the other way round, by the built-in rules; of both ends what the role\n"
+         "may see now. --dot prints all of it as a picture for Graphviz: solid arrows move (red\n"
+         "the value, blue the options, green the access), dotted ones when the service starts,\n"
+         "dashed ones decide whether a value is accepted.\n"
+         "Example: cfgctl deps --dot | dot -Tsvg >rules.svg",
+     .run = runDeps,
+     .option = {&kDot}},
     {.name = "whoami",
      .summary = "Print who the service takes you for, and your roles",
      .help = "Also which group would let you act in a higher role.\n"

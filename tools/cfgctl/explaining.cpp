@@ -1,22 +1,33 @@
-// The command that explains.
+// The commands that explain what would be: explain, deps.
 #include <unistd.h>
 
 #include <algorithm>
 #include <cstddef>
 #include <vector>
 
+#include "address.h"
 #include "answers.h"
 #include "command.h"
+#include "dependencies.h"
 #include "display.h"
 #include "input.h"
 #include "outcome.h"
 #include "terminal.h"
+#include "text.h"
 
 namespace cfgctl {
 
 namespace {
 
 bool isTag(const std::string& operand) { return operand.find_first_of("=.") == std::string::npos; }
+
+/// The name of a variable without its instances.
+std::string settingOf(const std::string& sName) {
+    const auto address = pbcommon::parseAddress(sName);
+    std::string sSetting = std::string(address->sNode).append(".").append(address->sVariable);
+    std::ranges::transform(sSetting, sSetting.begin(), pbcommon::lower);
+    return sSetting;
+}
 
 /// All pages in one reply; of the remedies, those with the fewest assignments.
 pbcommon::Reply explainAll(Session& session, pbcommon::Request request) {
@@ -95,6 +106,31 @@ ExitStatus runExplain(Session& session, const OperandsT& operands) {
                                remediesText(explained, bVerbose, stream));
     }
     return isAccepted(outcome) ? kAccepted : kRefused;
+}
+
+ExitStatus runDeps(Session& session, const OperandsT& operands) {
+    if (operands.empty() && !session.options().bDot) {
+        throw Failure(kUsage, "deps requires a NAME, or --dot");
+    }
+    pbcommon::Request request;
+    pbcommon::Deps& deps = *request.mutable_deps();
+    if (!operands.empty()) {
+        deps.mutable_address()->set_name(nameOf(operands.front()));
+    }
+    const pbcommon::Reply reply = session.ask(request);
+    if (!isAccepted(reply)) {
+        complainRefusedName(session, "deps", operands.front(), reply);
+        return answer(session, reply, "");
+    }
+    if (session.options().bDot) {
+        return answer(session, reply, dotText(reply.deps()));
+    }
+    if (reply.deps().dependency().empty()) {
+        complain("no rule has to do with " + operands.front());
+    }
+    return answer(
+        session, reply,
+        dependenciesText(reply.deps(), settingOf(operands.front()), streamOf(STDOUT_FILENO)));
 }
 
 }  // namespace cfgctl

@@ -23,6 +23,7 @@ struct OptionsT {
     bool bQuiet = false;
     bool bReveal = false;
     bool bYes = false;
+    bool bDot = false;
     bool bFull = false;
     bool bChanged = false;
     std::optional<std::uint64_t> mostChanges{};

@@ -94,6 +94,7 @@ public:
 
     /// What the changes from now on are put down to.
     void setCause(const Cause& cause) { m_cause = cause; }
+    [[nodiscard]] const Cause& cause() const { return m_cause; }
     /// Where the changes from now on begin. Valid until the next commit or the roll-back beyond it.
     [[nodiscard]] std::size_t mark() const { return m_undoLog.size(); }
     /// All that is different since the mark, in the order in which it was first touched.

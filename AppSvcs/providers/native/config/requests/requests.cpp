@@ -11,6 +11,7 @@
 #include "model/aspects.h"
 #include "names.h"
 #include "requests/audience.h"
+#include "requests/dependencies.h"
 #include "requests/explainer.h"
 #include "requests/page.h"
 #include "requests/remedies.h"
@@ -84,6 +85,7 @@ const ConfigRequests::RequestParamT ConfigRequests::requestTable[] = {
     {Request::kWhy,      false,   kUser,       &ConfigRequests::why},
     {Request::kExplain,  false,   kUser,       &ConfigRequests::explain},
     {Request::kStatus,   false,   kUser,       &ConfigRequests::status},
+    {Request::kDeps,     false,   kUser,       &ConfigRequests::deps},
 };
 // clang-format on
 
@@ -376,6 +378,23 @@ PbUtility::Answer ConfigRequests::status(const Requester& requester, const Reque
             *answer.add_file() = file;
         }
     }
+    return {};
+}
+
+PbUtility::Answer ConfigRequests::deps(const Requester& requester, const Request& request,
+                                       Reply& reply) {
+    std::string sSetting;
+    if (request.deps().has_address()) {
+        const Cell* const cell = find(requester, request.deps().address(), reply);
+        if (cell == nullptr) {
+            return {};
+        }
+        sSetting = cell->row->node() + "." + cell->row->name();
+    }
+    const Audience audience(m_store, requester.role, Audience::Moment::kHistory);
+    tellDependencies(
+        sSetting, [&audience](const std::string& sName) { return audience.mayRead(sName); },
+        *reply.mutable_deps());
     return {};
 }
 

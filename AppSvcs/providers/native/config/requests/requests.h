@@ -58,6 +58,7 @@ private:
     [[nodiscard]] PbUtility::Answer history(const Requester&, const Request&, Reply&);
     [[nodiscard]] PbUtility::Answer why(const Requester&, const Request&, Reply&);
     [[nodiscard]] PbUtility::Answer explain(const Requester&, const Request&, Reply&);
+    [[nodiscard]] PbUtility::Answer deps(const Requester&, const Request&, Reply&);
     [[nodiscard]] PbUtility::Answer status(const Requester&, const Request&, Reply&);
 
     [[nodiscard]] const Cell* find(const Requester& requester, const pbcommon::Address& address,

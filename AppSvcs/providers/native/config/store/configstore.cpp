@@ -158,7 +158,7 @@ Cell* ConfigStore::findForService(const AddressView& address, const char* purpos
 const Cell* ConfigStore::read(const AddressView& address) {
     const Cell* const cell = findForService(address, "read");
     if (cell != nullptr) {
-        m_reads.add(*cell);
+        m_reads.add({.cell = cell, .trigger = m_state.cause().trigger});
     }
     return cell;
 }

@@ -13,25 +13,30 @@ namespace AppConfig {
 /// verdict on it, then those of what followed. Its memory is used again. Threads as AppCfgManager.
 class Reads {
 public:
-    void add(const Cell& cell) { m_cells.push_back(&cell); }
+    struct Read {
+        const Cell* cell;
+        const Cell* trigger;  ///< that the handler was notified of; null in a verdict
+    };
+
+    void add(const Read& read) { m_reads.push_back(read); }
     /// A further value is proposed.
     void begin() {
-        m_cells.clear();
+        m_reads.clear();
         m_nVerdict = 0;
     }
     /// All that has been read belongs to the verdict.
-    void endVerdict() { m_nVerdict = m_cells.size(); }
+    void endVerdict() { m_nVerdict = m_reads.size(); }
 
-    // in the order of the reads; a variable as often as it was read
-    [[nodiscard]] std::span<const Cell* const> ofVerdict() const {
-        return std::span(m_cells).first(m_nVerdict);
+    // in order; a variable as often as it was read
+    [[nodiscard]] std::span<const Read> ofVerdict() const {
+        return std::span(m_reads).first(m_nVerdict);
     }
-    [[nodiscard]] std::span<const Cell* const> ofEffects() const {
-        return std::span(m_cells).subspan(m_nVerdict);
+    [[nodiscard]] std::span<const Read> ofEffects() const {
+        return std::span(m_reads).subspan(m_nVerdict);
     }
 
 private:
-    std::vector<const Cell*> m_cells;
+    std::vector<Read> m_reads;
     std::size_t m_nVerdict = 0;
 };
 

@@ -140,6 +140,7 @@ Verdict Transaction::apply(const Proposal& proposal, std::vector<Assignment>& as
 bool Transaction::isValid(const Cell& cell, const std::string& sValue, ConfigResult& result) {
     ProviderConfigHandler* const provider = m_ground.handlers.of(cell).provider;
     m_ground.reads.begin();
+    m_ground.state.setCause({.call = pbcommon::REQUEST});
     const bool bValid = provider == nullptr ||
                         provider->isValid(cell.row->node(), cell.nNodeInstance, cell.row->name(),
                                           cell.nVarInstance, {sValue}, m_requester.role, result);
@@ -154,8 +155,11 @@ Verdict Transaction::proposeAndStore(Cell& cell, std::string sValue, ConfigResul
     if (!isValid(cell, sValue, result)) {
         // a provider that names no reason still refuses
         const eErrorT code = result.getErrorCode() == kNoError ? kRejected : result.getErrorCode();
-        const auto reads = m_ground.reads.ofVerdict();
-        return {.code = code, .tags = result.getErrorTags(), .reads = {reads.begin(), reads.end()}};
+        Verdict verdict{.code = code, .tags = result.getErrorTags()};
+        for (const Reads::Read& read : m_ground.reads.ofVerdict()) {
+            verdict.reads.push_back(read.cell);
+        }
+        return verdict;
     }
     if (tag != nullptr) {
         return refusal(tag);
