@@ -16,6 +16,7 @@
 #include "display.h"
 #include "effects.h"
 #include "grouping.h"
+#include "nearmiss.h"
 #include "render.h"
 #include "session.h"
 #include "temporarydirectory.h"
@@ -52,7 +53,11 @@ MessageT parsed(const std::string& text) {
 TEST(CommandLine, WrongUsageIsNamed) {
     // clang-format off
     const std::pair<WordsT, const char*> cases[] = {
-        {{"gte", "a.b"},                  "'gte'"},
+        {{"gte", "a.b"},                  "'gte' is not a command or option; did you mean 'get'? Try 'cfgctl get --help'"},
+        {{"set", "--dryrun", "a.b=1"},    "'--dryrun' is not an option of set; did you mean '--dry-run'? Try 'cfgctl set --help'"},
+        {{"--jsno", "ping"},              "did you mean '--json'?"},
+        {{"nothing", "--json"},           "'nothing' is not a command or option; try 'cfgctl --help'"},
+        {{"--dry-run", "ping"},           "--dry-run is not an option of ping"},
         {{"get"},                         "NAME"},
         {{"list", "a*", "b*"},            "PATTERN"},
         {{"--role", "startup", "ping"},   "invalid role 'startup'; choose from user, admin, provisioning, system"},
@@ -277,6 +282,24 @@ TEST(Wrapped, BreaksAtBlanksAndAfterCommas) {
               "a{bb,\x1b[1mcc\x1b[0m,\n   dd}  ee\n   ff");
 }
 
+TEST(Hint, TellsThePatternTheInstancesOrTheNearestName) {
+    const std::vector<std::string> names = {"n.m.on",      "n.m[1].on",   "n.m[2].on",  "n.m.port",
+                                            "n.m[1].port", "n.x.mode[1]", "n.x.mode[3]"};
+    // clang-format off
+    const std::pair<const char*, const char*> cases[] = {
+        {"N.x",          "did you mean 'N.x.*'?"},
+        {"n.m[1]",       "did you mean 'n.m[1].*'?"},
+        {"n.M[3].on",    "M has instances 0 to 2"},
+        {"n.m[2].port",  "m has port in instances 0 to 1"},
+        {"n.m.port[1]",  "port has only instance 0"},
+        {"n.x.mode",     "mode has instances [1,3]"},
+        {"n.x.mdoe[1]",  "did you mean n.x.mode[1]?"},
+        {"nothing",      ""},
+    };
+    // clang-format on
+    for (const auto& [written, hint] : cases) EXPECT_EQ(hintOn(written, names), hint);
+}
+
 TEST(FitText, CutsInAsciiTooDownToNothing) {
     for (const char* const cut : {"abcdef", "ab...", "a...", "...", "..", ".", ""}) {
         EXPECT_EQ(fitText("abcdef", std::strlen(cut), "..."), cut);
@@ -443,6 +466,7 @@ TEST(Completion, OffersWhatTheLastWordMayBecome) {
         {{"s"},                              {"set", "status", "shutdown"}},
         {{"set", "--d"},                     {"--dry-run"}},
         {{"set", "--v"},                     {"--verbose"}},
+        {{"--d"},                            {"--dry-run"}},
         {{"watch", "--since", ""},           {}},
         {{"history", "-n", "5", "a.o"},      {"a.on"}},
         {{"--role", "p"},                    {"provisioning"}},

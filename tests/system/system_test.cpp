@@ -124,7 +124,11 @@ TEST_F(System, AnswersEachRequestOfASession) {
          "did you mean management.snmp.listeningport?\n"},
         {"set management.snmp.traptarget.targetport[3]=1024", 1,
          "cfgctl: unknown variable management.snmp.traptarget.targetport[3] (or not visible to this role); "
-         "did you mean management.snmp.traptarget.targetport[1]?\nnothing has been changed\n"},
+         "targetport has instances 0 to 2\nnothing has been changed\n"},
+        {"list management.SNMP", 1,
+         "cfgctl: no variable matches management.SNMP for this role; did you mean 'management.SNMP.*'?\n"},
+        {"--dry-run set -q pm.selfviewauto=false", 0, ""},
+        {"--dry-run shutdown", 2, "cfgctl: --dry-run is not an option of shutdown; try 'cfgctl shutdown --help'\n"},
         {"list 'nothing*'", 1, "cfgctl: no variable matches nothing* for this role\n"},
         {"list --changed 'uicontrol.v*' | tail -n +4 | cut -f 1,2", 0,
          "uicontrol.vantortouch.homescreen[3].enabled\tfalse\n"
@@ -167,6 +171,8 @@ TEST_F(System, TellsAScriptWhatHappened) {
         {"$cfgctl --socket elsewhere ping", 3,
          "cfgctl: no service at elsewhere: No such file or directory; is appconfig running?\n"},
         {"APPCONFIG_SOCKET=elsewhere $cfgctl ping --socket $APPCONFIG_SOCKET", 0, ""},
+        {"timeout 0.2 $cfgctl watch nothing", 124,
+         "cfgctl: no variable matches nothing for this role\nwatching nothing until interrupted\n"},
         {"mkfifo news; $cfgctl --json watch >news & exec 3<news; read begun <&3; "
          "$cfgctl set " + sLocation + "=Hall >set; read change <&3; kill $!; wait $! 2>/dev/null; "
          "case $change in *'\"value\":\"Hall\"'*) exit 0; esac", 0, ""},

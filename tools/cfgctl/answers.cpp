@@ -2,9 +2,11 @@
 
 #include <unistd.h>
 
+#include <algorithm>
 #include <vector>
 
-#include "display.h"
+#include "address.h"
+#include "nearmiss.h"
 #include "outcome.h"
 #include "render.h"
 #include "terminal.h"
@@ -28,11 +30,10 @@ std::vector<std::string> knownNames(Session& session) {
     return names;
 }
 
-/// Names the variable that may be meant.
 void complainUnknown(Session& session, const std::string& sName) {
-    const std::string sNearest = nearestName(sName, knownNames(session));
+    const std::string sHint = hintOn(sName, knownNames(session));
     complain("unknown variable " + sName + " (or not visible to this role); " +
-             (sNearest.empty() ? "see 'cfgctl list'" : "did you mean " + sNearest + "?"));
+             (sHint.empty() ? "see 'cfgctl list'" : sHint));
 }
 
 }  // namespace
@@ -81,6 +82,20 @@ void complainRefusedSet(Session& session, const std::vector<AssignmentT>& assign
         return;
     }
     printError(refusedText(assignment, reply, streamOf(STDERR_FILENO)));
+}
+
+bool complainUnmatched(Session& session, const std::string& sPattern) {
+    const std::vector<std::string> names = knownNames(session);
+    if (std::ranges::any_of(names, [&sPattern](const std::string& sName) {
+            return pbcommon::matchesPattern(sPattern, sName);
+        })) {
+        return false;
+    }
+    const bool bName = sPattern.find('*') == std::string::npos;
+    const std::string sHint = bName ? hintOn(sPattern, names) : "";
+    complain("no variable matches " + sPattern + " for this role" +
+             (sHint.empty() ? "" : "; " + sHint));
+    return true;
 }
 
 pbcommon::Reply askDescribe(Session& session, const std::string& what, const std::string& sName) {

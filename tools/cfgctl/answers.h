@@ -15,6 +15,9 @@ namespace cfgctl {
 
 [[nodiscard]] bool isAccepted(const pbcommon::Reply& reply);
 
+/// Says on standard error that no variable matches, where that is so, and what may be meant.
+/// @return whether it is so
+bool complainUnmatched(Session& session, const std::string& sPattern);
 /// Says on standard error that `what` was refused.
 void complainRefused(const std::string& what, const pbcommon::Reply& reply);
 /// The same for a variable; an unknown one with the name that is nearest.

@@ -1,10 +1,13 @@
 #ifndef CFGCTL_COMMAND_H
 #define CFGCTL_COMMAND_H
 
+#include <algorithm>
 #include <array>
 #include <cstdint>
 #include <optional>
 #include <span>
+#include <string>
+#include <vector>
 
 #include "failure.h"
 #include "operands.h"
@@ -38,11 +41,18 @@ struct CommandT {
     std::array<const OptionT*, 3> option{};  ///< its own; null: none
 
     [[nodiscard]] bool isHidden() const { return summary == nullptr; }
+    [[nodiscard]] bool takes(const OptionT& own) const {
+        return std::ranges::find(option, &own) != option.end();
+    }
 };
 using CommandsT = std::span<const CommandT>;
 
 /// All commands, in the order that help shows.
 [[nodiscard]] CommandsT commands();
+/// Of those that are not hidden.
+[[nodiscard]] std::vector<std::string> commandNames();
+/// The option that may also stand before the command that takes it.
+[[nodiscard]] const OptionT& dryRunOption();
 
 // what the commands run; about.cpp, changing.cpp, explaining.cpp, reading.cpp
 ExitStatus runGet(Session& session, const OperandsT& operands);

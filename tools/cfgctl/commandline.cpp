@@ -7,6 +7,7 @@
 #include <sstream>
 #include <vector>
 
+#include "nearmiss.h"
 #include "roles.h"
 
 namespace cfgctl {
@@ -95,19 +96,18 @@ void addGlobalOptions(CLI::App& app, OptionsT& options) {
     app.add_flag("--json", options.bJson, "Print the service's answer as one JSON document");
 }
 
-void addOption(CLI::App& command, const OptionT& option, OptionsT& options) {
+CLI::Option& addOption(CLI::App& command, const OptionT& option, OptionsT& options) {
     if (option.flag != nullptr) {
-        command.add_flag(option.name, options.*option.flag, option.help);
-        return;
+        return *command.add_flag(option.name, options.*option.flag, option.help);
     }
-    command
-        .add_option_function<std::string>(
-            option.name,
-            [&option, &options](const std::string& text) {
-                options.*option.number = numberOf(option, text);
-            },
-            option.help)
-        ->type_name(option.numberName);
+    return *command
+                .add_option_function<std::string>(
+                    option.name,
+                    [&option, &options](const std::string& text) {
+                        options.*option.number = numberOf(option, text);
+                    },
+                    option.help)
+                ->type_name(option.numberName);
 }
 
 void addCommand(CLI::App& app, const CommandT& command, CommandLine& line) {
@@ -132,6 +132,37 @@ void addCommand(CLI::App& app, const CommandT& command, CommandLine& line) {
     }
 }
 
+std::vector<std::string> optionNames(const CLI::App& app) {
+    std::vector<std::string> names;
+    for (const CLI::Option* const option : app.get_options()) {
+        for (const std::string& sName : option->get_lnames()) {
+            names.push_back("--" + sName);
+        }
+    }
+    return names;
+}
+
+/// The word that is no command or option, and what may be meant; else what the library says.
+std::string faultText(const CLI::App& app, const CLI::ParseError& error) {
+    const CLI::App* const command =
+        app.get_subcommands().empty() ? nullptr : app.get_subcommands().front();
+    const CLI::App& used = command == nullptr || !app.remaining().empty() ? app : *command;
+    const std::vector<std::string> unknown = used.remaining();
+    const bool bOption = !unknown.empty() && unknown.front().starts_with('-');
+    std::string sHelped = command == nullptr ? "" : command->get_name() + " ";
+    std::string sText = error.what();
+    std::string sNearest;
+    if (bOption || (command == nullptr && !unknown.empty())) {
+        sNearest = nearestName(unknown.front(), bOption ? optionNames(used) : commandNames());
+        sText =
+            "'" + unknown.front() + "' is not " +
+            (command == nullptr ? "a command or option" : "an option of " + command->get_name());
+        sHelped = bOption || sNearest.empty() ? sHelped : sNearest + " ";
+    }
+    return sText + (sNearest.empty() ? "" : "; did you mean '" + sNearest + "'?") +
+           (sNearest.empty() ? "; try" : " Try") + " 'cfgctl " + sHelped + "--help'";
+}
+
 }  // namespace
 
 CommandLine parseCommandLine(int argc, const char* const* argv) {
@@ -139,6 +170,7 @@ CommandLine parseCommandLine(int argc, const char* const* argv) {
     CLI::App app("Reads and changes the settings of the application-configuration service.",
                  "cfgctl");
     addGlobalOptions(app, line.options);
+    addOption(app, dryRunOption(), line.options).group("");  // not in its help
     app.set_version_flag("--version", "cfgctl " CFGCTL_VERSION, "Print the version and exit");
     app.footer(kMainHelp);
     app.require_subcommand(1);
@@ -150,16 +182,16 @@ CommandLine parseCommandLine(int argc, const char* const* argv) {
         app.parse(argc, argv);
     } catch (const CLI::ParseError& error) {
         if (error.get_exit_code() != 0) {
-            const std::vector<std::string> unknown = app.remaining();
-            throw Failure(kUsage, (unknown.empty() || !app.get_subcommands().empty()
-                                       ? std::string(error.what())
-                                       : "'" + unknown.front() + "' is not a command or option") +
-                                      "; try 'cfgctl --help'");
+            throw Failure(kUsage, faultText(app, error));
         }
         std::ostringstream text;
         app.exit(error, text, text);
         line.text = text.str();
         line.command = nullptr;
+    }
+    if (line.command != nullptr && line.options.bDryRun && !line.command->takes(dryRunOption())) {
+        throw Failure(kUsage, std::string("--dry-run is not an option of ") + line.command->name +
+                                  "; try 'cfgctl " + line.command->name + " --help'");
     }
     return line;
 }

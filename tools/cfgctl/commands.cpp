@@ -229,4 +229,16 @@ ExitStatus runComplete(Session& /*session*/, const OperandsT& operands) {
 
 CommandsT commands() { return commandTable; }
 
+std::vector<std::string> commandNames() {
+    std::vector<std::string> names;
+    for (const CommandT& command : commandTable) {
+        if (!command.isHidden()) {
+            names.emplace_back(command.name);
+        }
+    }
+    return names;
+}
+
+const OptionT& dryRunOption() { return kDryRun; }
+
 }  // namespace cfgctl

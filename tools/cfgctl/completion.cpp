@@ -52,20 +52,10 @@ TypedT typedBeforeLast(CommandsT commands, const OperandsT& words) {
     return typed;
 }
 
-std::vector<std::string> namesOf(CommandsT commands) {
-    std::vector<std::string> names;
-    for (const CommandT& command : commands) {
-        if (!command.isHidden()) {
-            names.emplace_back(command.name);
-        }
-    }
-    return names;
-}
-
 std::vector<std::string> optionNames(const CommandT* command) {
     std::vector<std::string> names = {"--help", "--json", "--role", "--socket", "--timeout"};
     if (command == nullptr) {
-        names.emplace_back("--version");
+        names.insert(names.end(), {"--version", dryRunOption().name});
         return names;
     }
     for (const OptionT* const option : command->option) {
@@ -140,7 +130,7 @@ std::vector<std::string> candidates(CommandsT commands, const OperandsT& words, 
     } else if (word.starts_with('-')) {
         all = optionNames(typed.command);
     } else if (typed.command == nullptr) {
-        all = namesOf(commands);
+        all = commandNames();
     } else {
         all = operandsOf(typed, word, ask);
     }

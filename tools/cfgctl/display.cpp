@@ -3,7 +3,6 @@
 #include <wchar.h>
 
 #include <algorithm>
-#include <cctype>
 #include <clocale>
 #include <cstdio>
 #include <cwchar>
@@ -58,24 +57,6 @@ constexpr NarrowingT narrowingTable[] = {
     {0,      3,   1 },  // a terminal too narrow for any of it
 };
 // clang-format on
-
-/// Fewest insertions, deletions and replacements of a letter that turn `a` into `b`.
-std::size_t editDistance(std::string_view a, std::string_view b) {
-    std::vector<std::size_t> row(b.size() + 1);
-    std::iota(row.begin(), row.end(), std::size_t{0});
-    for (std::size_t i = 0; i < a.size(); ++i) {
-        std::size_t diagonal = row[0];
-        row[0] = i + 1;
-        for (std::size_t j = 0; j < b.size(); ++j) {
-            const bool bSame = std::tolower(static_cast<unsigned char>(a[i])) ==
-                               std::tolower(static_cast<unsigned char>(b[j]));
-            const std::size_t replaced = diagonal + (bSame ? 0 : 1);
-            diagonal = row[j + 1];
-            row[j + 1] = std::min({replaced, row[j] + 1, diagonal + 1});
-        }
-    }
-    return row.back();
-}
 
 }  // namespace
 
@@ -173,20 +154,6 @@ ColumnWidthsT fitColumns(ColumnWidthsT widths, std::size_t nColumns) {
         }
     }
     return widths;
-}
-
-std::string nearestName(std::string_view name, const std::vector<std::string>& names) {
-    // one slip, and one more for every eight letters: further away it is another name
-    std::size_t nNear = 2 + name.size() / 8;
-    std::string nearest;
-    for (const std::string& candidate : names) {
-        const std::size_t nDistance = editDistance(name, candidate);
-        if (nDistance < nNear) {
-            nNear = nDistance;
-            nearest = candidate;
-        }
-    }
-    return nearest;
 }
 
 }  // namespace cfgctl

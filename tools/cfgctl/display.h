@@ -5,7 +5,6 @@
 #include <cstddef>
 #include <string>
 #include <string_view>
-#include <vector>
 
 namespace cfgctl {
 
@@ -38,10 +37,6 @@ using ColumnWidthsT = std::array<std::size_t, 4>;
 /// them in turn, then the variable's name, each as far as it stays readable; then whatever is
 /// widest. No column is narrowed below 1.
 [[nodiscard]] ColumnWidthsT fitColumns(ColumnWidthsT widths, std::size_t nColumns);
-
-/// The name that `name` is most likely a misspelling of, letter case aside.
-/// @return empty when none is near; the first of equally near ones
-[[nodiscard]] std::string nearestName(std::string_view name, const std::vector<std::string>& names);
 
 }  // namespace cfgctl
 

@@ -28,7 +28,10 @@ const std::string& nameOf(const std::string& operand) {
     if (!pbcommon::parseAddress(operand)) {
         throw Failure(kUsage, "'" + operand +
                                   "' is not a variable's name; write node.variable, with [n] after "
-                                  "either for an instance other than 0");
+                                  "either for an instance other than 0" +
+                                  (operand.find('*') == std::string::npos
+                                       ? ""
+                                       : "; patterns are for list, watch and history"));
     }
     return operand;
 }

@@ -91,8 +91,9 @@ ExitStatus runList(Session& session, const OperandsT& operands) {
         return answerPlain(session, "list", reply,
                            listing(reply.list().variable(), streamOf(STDOUT_FILENO)));
     }
-    complain(bChanged ? "no value of " + pattern + " differs from its default for this role"
-                      : "no variable matches " + pattern + " for this role");
+    if (!complainUnmatched(session, pattern)) {
+        complain("no value of " + pattern + " differs from its default for this role");
+    }
     (void)answer(session, reply, "");
     return kRefused;
 }
@@ -104,7 +105,8 @@ ExitStatus runHistory(Session& session, const OperandsT& operands) {
         newestChanges(session.asking(), pattern, static_cast<std::uint32_t>(nMost));
     const std::string text = historyText(reply.history(), session.options().bFull ? "*" : pattern,
                                          streamOf(STDOUT_FILENO));
-    if (isAccepted(reply) && reply.history().change().empty()) {
+    if (isAccepted(reply) && reply.history().change().empty() &&
+        !complainUnmatched(session, pattern)) {
         complain("history holds no change of " + pattern + " for this role");
     }
     return answerPlain(session, "history", reply, text);
@@ -147,6 +149,7 @@ ExitStatus runWatch(Session& session, const OperandsT& operands) {
     pbcommon::Request request;
     pbcommon::Watch& watch = *request.mutable_watch();
     watch.set_pattern(patternOf(operands));
+    (void)complainUnmatched(session, watch.pattern());  // it may match when more can be seen
     if (session.options().since) {
         watch.set_since(*session.options().since);
     }
@@ -155,6 +158,9 @@ ExitStatus runWatch(Session& session, const OperandsT& operands) {
         printNews(session, watch.pattern(), reply);
         watch.set_since(reply.watch().revision());
         reply = session.ask(request);
+    }
+    if (isAccepted(reply) && !session.options().bJson) {  // which says it in a document
+        printError("watching " + shown(watch.pattern()) + " until interrupted\n");
     }
     for (; isAccepted(reply); reply = session.next()) {
         printNews(session, watch.pattern(), reply);
