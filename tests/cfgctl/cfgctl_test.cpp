@@ -16,6 +16,7 @@
 #include "display.h"
 #include "effects.h"
 #include "grouping.h"
+#include "layout.h"
 #include "nearmiss.h"
 #include "render.h"
 #include "session.h"
@@ -275,6 +276,20 @@ TEST(ChangeText, TellsAChangeAtAGlance) {
               "set a.on\ttrue → false\tdone, revision 41\nand 9 more\n");
     EXPECT_EQ(changeLines(change, {.stream = {}, .sOutcome = "done", .sPattern = "*oom"}),
               "set a.room=x\tdone, unchanged\nand 9 more\n");
+}
+
+TEST(RowLines, StandInColumnsWhereTheyFit) {
+    const RowsT rows = {
+        {"a", "bb", "c"}, {"aaaa", "b", "c,d"}, {"a", "bb", "ccccc"}, {"a", "b", "x y,zzzzz"}};
+    // clang-format off
+    const std::pair<std::size_t, const char*> cases[] = {
+        {40, " a     bb  c\n aaaa  b   c,d\n a     bb  ccccc\n a     b   x y,zzzzz\n"},
+        {14, " a     bb  c\n aaaa  b   c,d\n a  bb  ccccc\n a  b\n     x y,zzzzz\n"},
+        {12, " a  bb  c\n aaaa  b\n     c,d\n a  bb\n     ccccc\n a  b\n     x y,\n     zzzzz\n"},
+    };
+    // clang-format on
+    for (const auto& [nColumns, lines] : cases)
+        EXPECT_EQ(rowLines(rows, 1, {.bTerminal = true, .nColumns = nColumns}), lines) << nColumns;
 }
 
 TEST(Wrapped, BreaksAtBlanksAndAfterCommas) {

@@ -12,15 +12,21 @@ constexpr std::size_t kFurtherIn = 4;  // of a line that goes on
 
 using WidthsT = std::vector<std::size_t>;  // of the columns
 
+/// Columns that a line takes with the cells of a row in columns, or without any side by side.
+std::size_t lineWidth(const CellsT& row, const WidthsT& widths, std::size_t nIndent) {
+    std::size_t nTotal = nIndent;
+    for (std::size_t i = 0; i < row.size(); ++i) {
+        const bool bPadded = i < widths.size() && i + 1 < row.size();
+        nTotal += std::max(displayWidth(row[i]), bPadded ? widths[i] : 0);
+    }
+    return nTotal + (row.size() - 1) * kColumnGap;
+}
+
 /// Of the rows that fit into a line.
 WidthsT widthsOf(const RowsT& rows, std::size_t nIndent, const StreamT& stream) {
     WidthsT widths;
     for (const CellsT& row : rows) {
-        std::size_t nTotal = nIndent + (row.size() - 1) * kColumnGap;
-        for (const std::string& cell : row) {
-            nTotal += displayWidth(cell);
-        }
-        if (nTotal > stream.nColumns) {
+        if (lineWidth(row, {}, nIndent) > stream.nColumns) {
             continue;
         }
         widths.resize(std::max(widths.size(), row.size()));
@@ -31,8 +37,9 @@ WidthsT widthsOf(const RowsT& rows, std::size_t nIndent, const StreamT& stream) 
     return widths;
 }
 
-std::string rowText(const CellsT& row, WidthsT widths, std::size_t nIndent, const StreamT& stream) {
-    widths.resize(std::max(widths.size(), row.size()));
+std::string rowText(const CellsT& row, const WidthsT& widths, std::size_t nIndent,
+                    const StreamT& stream) {
+    const bool bInColumns = lineWidth(row, widths, nIndent) <= stream.nColumns;
     std::string text(nIndent, ' ');
     std::size_t nUsed = nIndent;  // columns of the last line
     std::size_t nGap = 0;
@@ -50,7 +57,7 @@ std::string rowText(const CellsT& row, WidthsT widths, std::size_t nIndent, cons
         nUsed = lastLine == std::string::npos ? nUsed + nWidth
                                               : displayWidth(sCell.substr(lastLine + 1));
         text += sCell;
-        nGap = kColumnGap + (nWidth < widths[i] ? widths[i] - nWidth : 0);
+        nGap = kColumnGap + (bInColumns ? widths[i] - nWidth : 0);
     }
     return text;
 }
