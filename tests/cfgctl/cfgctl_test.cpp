@@ -237,7 +237,8 @@ TEST(ChangeText, TellsAChangeAtAGlance) {
         "         after: ['admin', 'system'] cause: ON_CHANGE trigger: 'a.b' } "
         "effect { variable: 'a.d' after: '1' cause: ON_CHANGE trigger: 'a.z' }"
         "effect { variable: 'a.e' after: '1' cause: ON_CHANGE }"
-        "effect { variable: 'a.f' after: '1' }");
+        "effect { variable: 'a.f' after: '1' }"
+        "effect { variable: 'a.g' aspect: OPTIONS before: ['v1', 'v2'] after: 'v2' }");
     EXPECT_EQ(changeText(change, "*", StreamT{}),
               kLine +
                   "  set a.on\ttrue → false\n"
@@ -254,7 +255,8 @@ TEST(ChangeText, TellsAChangeAtAGlance) {
                   "  because of a setting that this role may not see (change)\n"
                   "    a.e\tvalue\t\"\" → 1\n"
                   "  because the service started\n"
-                  "    a.f\tvalue\t\"\" → 1\n");
+                  "    a.f\tvalue\t\"\" → 1\n"
+                  "    a.g\toptions\t-v1\n");
     EXPECT_THAT(
         changeText(change, "*", {.bTerminal = true, .nColumns = 40, .bUtf8 = false}),
         AllOf(HasSubstr(
@@ -271,11 +273,11 @@ TEST(ChangeText, TellsAChangeAtAGlance) {
                                                      "  because a.on was set (onSet)\n"
                                                      "    a.mode[0,1]\toptions\t-v1 +v3\n"
                                                      "    a.mode[2]\toptions\tv1 v2 → v2 v1\n"
-                                                     "  and 7 more\n");
+                                                     "  and 8 more\n");
     EXPECT_EQ(changeLines(change, {.stream = {}, .sOutcome = "done", .sPattern = "a.*o*n"}),
-              "set a.on\ttrue → false\tdone, revision 41\nand 9 more\n");
+              "set a.on\ttrue → false\tdone, revision 41\nand 10 more\n");
     EXPECT_EQ(changeLines(change, {.stream = {}, .sOutcome = "done", .sPattern = "*oom"}),
-              "set a.room=x\tdone, unchanged\nand 9 more\n");
+              "set a.room=x\tdone, unchanged\nand 10 more\n");
 }
 
 TEST(RowLines, StandInColumnsWhereTheyFit) {
