@@ -107,9 +107,8 @@ TEST(RuleBook, FindsEachRuleAndNoOther) {
                area.settings.end();
     });
     ASSERT_NE(locked, areas.end());
-    const auto finding =
-        std::ranges::find(locked->findings, "closed to administrators, and they cannot open it",
-                          &rulebook::FindingT::sWhat);
+    const auto finding = std::ranges::find(locked->findings, std::string(rulebook::kStaysClosed),
+                                           &rulebook::FindingT::sWhat);
     ASSERT_NE(finding, locked->findings.end());
     EXPECT_EQ(finding->settings.size(), 6U);
     EXPECT_EQ(finding->example,

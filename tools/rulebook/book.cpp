@@ -30,6 +30,35 @@ constexpr LinkNameT linkNameTable[] = {
 };
 // clang-format on
 
+/// Why the rules let something come about, by the first setting that it is about.
+struct ReasonParamT {
+    const char* setting;
+    const char* what;
+    const char* reason;
+};
+// clang-format off
+constexpr ReasonParamT reasonTable[] = {
+    {"management.snmp.versionone", kRefusedNow,
+     "While SNMP is off its versions may all be switched off, and switching SNMP on does not look at them."},
+    {"management.snmp.traptarget.protocolversion", kNotOffered,
+     "A trap target is moved when its own version is switched off, perhaps to one that is off as well; what is offered follows each switch, the value does not."},
+    {"security.accesscontrol.userloginrequired", kStaysOff,
+     "It cannot be switched on while there are secondary systems, and their number is for the system to change."},
+    {"security.accesscontrol.userloginrequired", kStaysClosed,
+     "A start with the Office 365 interface on and the touch panel as its controller locks six settings; no later start or change unlocks them."},
+    {"security.accesscontrol.userloginrequired", kRefusedNow,
+     "A first secondary system does not switch it off."},
+    {"uicontrol.apps.recentcalls.enabled", kStaysOff,
+     "They cannot be switched on while there are secondary systems, and their number is for the system to change."},
+    {"uicontrol.apps.recentcalls.enabled", kRefusedNow,
+     "A first secondary system does not switch them off."},
+    {"uicontrol.apps.recentcalls.maxnumbertodisplay", kStaysClosed,
+     "It is open only while recent calls are on, which stay off then."},
+    {"uicontrol.apps.home.placeacallfunc", kNotOffered,
+     "Switching recent calls off takes the option away and leaves the value as it is."},
+};
+// clang-format on
+
 constexpr std::size_t kPageColumns = 100;
 
 /// A line of a list.
@@ -155,7 +184,11 @@ std::string findingText(const FindingT& finding) {
         text +=
             (&sStep == &finding.example.front() ? "; for example after `" : ", `") + sStep + "`";
     }
-    return item(text + ".");
+    const auto* const row =
+        std::ranges::find_if(reasonTable, [&finding](const ReasonParamT& known) {
+            return finding.settings.front() == known.setting && finding.sWhat == known.what;
+        });
+    return item(text + "." + (row == std::end(reasonTable) ? "" : std::string(" ") + row->reason));
 }
 
 }  // namespace

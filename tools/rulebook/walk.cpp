@@ -189,24 +189,23 @@ void Walk::reportAll(AreaT& area) const {
         const Cell& cell = m_room.cells()[nPlace];
         const bool bWalked = std::ranges::find(m_walked, &cell) != m_walked.end();
         if (bWalked && cell.row->kind() == pbcommon::BOOLEAN) {
-            reportLasting(
-                area, cell, "off, and administrators cannot switch it on",
-                [nPlace](const StateT& state) { return state[nPlace].sValue == "false"; });
+            reportLasting(area, cell, kStaysOff, [nPlace](const StateT& state) {
+                return state[nPlace].sValue == "false";
+            });
         }
         if (pbcommon::roleOf(cell.row->write()) <= AppConfig::kAdmin) {
-            reportLasting(area, cell, "closed to administrators, and they cannot open it",
-                          [nPlace](const StateT& state) {
-                              return state[nPlace].access.write > AppConfig::kAdmin;
-                          });
+            reportLasting(area, cell, kStaysClosed, [nPlace](const StateT& state) {
+                return state[nPlace].access.write > AppConfig::kAdmin;
+            });
         }
-        if (cell.row->kind() == pbcommon::ENUMERATION) {
-            report(area, cell, "at a value that it does not offer", [nPlace](const StateT& state) {
+        if (bWalked && cell.row->kind() == pbcommon::ENUMERATION) {
+            report(area, cell, kNotOffered, [nPlace](const StateT& state) {
                 return std::ranges::find(state[nPlace].offered, state[nPlace].sValue) ==
                        state[nPlace].offered.end();
             });
         }
         if (bWalked) {
-            report(area, cell, "at a value that its handler would refuse now",
+            report(area, cell, kRefusedNow,
                    [&](const StateT& state) { return isRefused(state, cell); });
         }
     }

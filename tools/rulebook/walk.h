@@ -9,6 +9,12 @@
 
 namespace rulebook {
 
+// what a finding may be about a setting
+inline constexpr const char* kStaysOff = "off, and administrators cannot switch it on";
+inline constexpr const char* kStaysClosed = "closed to administrators, and they cannot open it";
+inline constexpr const char* kNotOffered = "at a value that it does not offer";
+inline constexpr const char* kRefusedNow = "at a value that its handler would refuse now";
+
 /// Something that requests of administrators cannot undo, or that the rules would not let come
 /// about in one step.
 struct FindingT {
