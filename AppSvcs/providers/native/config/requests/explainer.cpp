@@ -102,34 +102,44 @@ void Explainer::tellReads(const Cell& cell, const Verdict& verdict,
     }
 }
 
+void Explainer::tellDurable(const Cell& cell, pbcommon::Aspect aspect,
+                            pbcommon::Reason& obstacle) const {
+    tellReason(cell, aspect, obstacle);
+    if (obstacle.has_change()) {
+        keepChain(*obstacle.mutable_change(), cell.sAddress, aspect);
+    }
+}
+
 /// The last to make it so was the refused change itself, or one that waits for its commit, or else
 /// one that is durable.
 void Explainer::tellObstacle(const Cell& cell, pbcommon::Aspect aspect, Transaction& change,
                              pbcommon::Reason& obstacle) const {
     const Record& refused = change.refusedRecord();
-    const Record* maker = &refused;
     const auto waiting = m_store.pending().waiting();
+    if (refused.effects.empty() && waiting.empty()) {  // all is as it was when it was told before
+        pbcommon::Reason& told = m_told.of(cell, aspect, m_role, m_store.database().newest());
+        if (told.now().empty()) {
+            tellDurable(cell, aspect, told);
+        }
+        obstacle = told;
+        return;
+    }
+    const Record* maker = &refused;
     for (auto next = waiting.rbegin(); !touches(*maker, cell.sAddress, aspect); ++next) {
         if (next == waiting.rend()) {
-            maker = nullptr;
-            break;
+            tellDurable(cell, aspect, obstacle);
+            return;
         }
         maker = &*next;
     }
-    if (maker == nullptr) {
-        tellReason(cell, aspect, obstacle);
-    } else {
-        obstacle.set_aspect(aspect);
-        splitTexts(shown(cell, present(cell, aspect)), aspect, *obstacle.mutable_now());
-        obstacle.set_revision(maker->nRevision);
-        (void)m_audience.tell(*maker, "*", *obstacle.mutable_change());
-        if (maker == &refused) {
-            obstacle.mutable_change()->clear_time_us();  // it has not been made
-        }
+    obstacle.set_aspect(aspect);
+    splitTexts(shown(cell, present(cell, aspect)), aspect, *obstacle.mutable_now());
+    obstacle.set_revision(maker->nRevision);
+    (void)m_audience.tell(*maker, "*", *obstacle.mutable_change());
+    if (maker == &refused) {
+        obstacle.mutable_change()->clear_time_us();  // it has not been made
     }
-    if (obstacle.has_change()) {
-        keepChain(*obstacle.mutable_change(), cell.sAddress, aspect);
-    }
+    keepChain(*obstacle.mutable_change(), cell.sAddress, aspect);
 }
 
 }  // namespace AppConfig

@@ -231,7 +231,7 @@ void ConfigRequests::refuseSet(const Requester& requester, std::span<const Propo
     const Cell* const cell = m_store.find(refused.address);
     if (cell != nullptr && cell->mayRead(requester.role)) {
         showRefused(*cell, refused.sValue, answer);
-        Explainer(m_store, requester.role)
+        Explainer(m_store, requester.role, m_told)
             .tellRefusal(*cell, verdict, change, *answer.mutable_refusal());
     }
 }
@@ -312,7 +312,7 @@ PbUtility::Answer ConfigRequests::why(const Requester& requester, const Request&
     }
     pbcommon::WhyReply& answer = *reply.mutable_why();
     fillDescribed(*answer.mutable_variable(), *cell);
-    const Explainer explainer(m_store, requester.role);
+    const Explainer explainer(m_store, requester.role, m_told);
     explainer.tellReason(*cell, pbcommon::VALUE, *answer.add_reason());
     if (cell->row->kind() == pbcommon::ENUMERATION) {
         explainer.tellReason(*cell, pbcommon::OPTIONS, *answer.add_reason());

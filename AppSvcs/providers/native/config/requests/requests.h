@@ -8,6 +8,7 @@
 #include "disk/database.h"
 #include "messages.pb.h"
 #include "requesthandler.h"
+#include "requests/explainer.h"
 
 namespace AppConfig {
 
@@ -73,6 +74,7 @@ private:
     void explainTag(const std::string& sTag, Reply& reply) const;
 
     ConfigStore& m_store;
+    ToldObstacles m_told;
 };
 
 }  // namespace AppConfig
