@@ -5,6 +5,7 @@ What the last word may become.
   $ start
   $ cfgctl complete -- s
   set
+  status
   shutdown
   $ cfgctl complete -- set --d
   --dry-run

@@ -8,7 +8,7 @@ The service's own user, and one who has no role of his own.
 He acts as user, and in no other role.
 
   $ nobody set management.snmp.location=Lobby
-  set management.snmp.location=Lobby  accepted  kNoError (0)
+  set management.snmp.location  "" -> Lobby  accepted, revision 1
   $ nobody --role admin ping
   ! cfgctl: ping refused: kNotAuthorized (-41) ERR_ROLE_NOT_ALLOWED
   [1]
@@ -19,11 +19,15 @@ He acts as user, and in no other role.
   ! cfgctl: shutdown refused: kNotAuthorized (-41) ERR_ROLE_NOT_ALLOWED
   [1]
   $ nobody set system.systemmode.noofsecondary=1
-  ! set system.systemmode.noofsecondary=1  refused  kNotAuthorized (-41)  ERR_READ_ONLY
+  ! refused  system.systemmode.noofsecondary=1
+  !   ERR_READ_ONLY  this role may not change it now
+  !   now  0
+  !   access  read-only
+  !     as the schema has it
   ! nothing has been changed
   [1]
-  $ grep -o 'refused role admin to uid.*' log
-  refused role admin to uid 65534 (nobody), process * (cfgctl), role user (glob)
+  $ grep -o 'refused role admin to uid.*' log | alike
+  refused role admin to uid 65534 (nobody), process P (cfgctl), role user
   $ nobody options comm.callsetting.callfeatures.fips140enable
   true  (not accepted now: kNotAuthorized (-41) ERR_READ_ONLY)
   false  (not accepted now: kNotAuthorized (-41) ERR_READ_ONLY)

@@ -6,7 +6,7 @@ An ordinary session, from a service that is not there to its end.
   [3]
   $ start
   $ cfgctl ping
-  AppConfig 0.1.0, process * (glob)
+  AppConfig 0.1.0, process P
 
 Settings are read in either spelling, and described.
 
@@ -34,43 +34,51 @@ Settings are read in either spelling, and described.
       "write": "kUser"
      }
     ]
-   }
+   },
+   "sentence": []
   }
   $ cfgctl describe management.snmp.transportprotocol
-  name         management.snmp.transportprotocol
-  summary      Transport protocol of SNMP.
-  kind         enumeration
-  default      UDP
-  value        UDP
-  offered      UDP TCP
+  name  management.snmp.transportprotocol
+  summary  Transport protocol of SNMP.
+  kind  enumeration
+  default  UDP
+  value  UDP
+  offered  UDP TCP
   not offered  (none)
-  access       editable
-  provider     (none)
-  consumers    (none)
+  access  editable
+  provider  (none)
+  consumers  (none)
   $ cfgctl describe management.snmp.listeningport
-  name       management.snmp.listeningport
-  summary    Port on which SNMP listens: 161, or one from 1024 on that no other service uses.
-  kind       integer 1..65535
-  default    161
-  value      161
-  access     editable
-  provider   SNMPConfigHandler
+  name  management.snmp.listeningport
+  summary  Port on which SNMP listens: 161, or one from 1024 on that no other service uses.
+  kind  integer 1..65535
+  default  161
+  value  161
+  access  editable
+  provider  SNMPConfigHandler
   consumers  (none)
   $ cfgctl list '*.snmp.*v*'
-  VARIABLE                                       VALUE    OFFERS                 ACCESS
-  management.snmp.versionone                     true     true false             editable
-  management.snmp.versiontwo                     true     true false             editable
-  management.snmp.versionthree                   true     true false             editable
-  management.snmp.privacypassword                         secret up to 64 bytes  editable
-  management.snmp.privacyalgorithm               CBC-DES  CBC-DES CFB-AES128     editable
-  management.snmp.traptarget.protocolversion     v2c      v1 v2c v3              editable
-  management.snmp.traptarget.protocolversion[1]  v2c      v1 v2c v3              editable
-  management.snmp.traptarget.protocolversion[2]  v2c      v1 v2c v3              editable
+  VARIABLE  VALUE  OFFERS  ACCESS
+  management.snmp.versionone  true  true false  editable
+  management.snmp.versiontwo  true  true false  editable
+  management.snmp.versionthree  true  true false  editable
+  management.snmp.privacypassword    secret up to 64 bytes  editable
+  management.snmp.privacyalgorithm  CBC-DES  CBC-DES CFB-AES128  editable
+  management.snmp.traptarget.protocolversion  v2c  v1 v2c v3  editable
+  management.snmp.traptarget.protocolversion[1]  v2c  v1 v2c v3  editable
+  management.snmp.traptarget.protocolversion[2]  v2c  v1 v2c v3  editable
 
 A change is made as a whole or not at all.
 
   $ cfgctl set security.remoteaccess.web.httpport=9000 management.snmp.listeningport=9000
-  ! set management.snmp.listeningport=9000  refused  kBadParameter (-3)  ERR_SNMP_INVALID_PORT
+  ! refused  management.snmp.listeningport=9000
+  !   ERR_SNMP_INVALID_PORT  161, a trap target 162, or a port from 1024 on that no other service uses
+  !   now  161
+  !   read  security.remoteaccess.web.httpport = 9000
+  !   read  management.snmp.enabled = true
+  !   read  management.snmp.versionone = true
+  !   read  management.snmp.versiontwo = true
+  !   read  management.snmp.versionthree = true
   ! nothing has been changed
   [1]
   $ cfgctl get security.remoteaccess.web.httpport
@@ -78,10 +86,16 @@ A change is made as a whole or not at all.
   $ grep -c 'appconfig: listening port 9000 is NOT allowed $' log
   1
   $ cfgctl set management.snmp.traptarget.targetport[2]=9162 Management.SNMP.ListeningPort=8161
-  set management.snmp.traptarget.targetport[2]=9162  accepted  kNoError (0)
-  set management.snmp.listeningport=8161  accepted  kNoError (0)
+  set management.snmp.traptarget.targetport[2]  162 -> 9162  accepted, revision 1
+  set management.snmp.listeningport  161 -> 8161  accepted, revision 1
   $ cfgctl set --dry-run management.snmp.listeningport=162
-  ! set management.snmp.listeningport=162  refused  kBadParameter (-3)  ERR_SNMP_INVALID_PORT
+  ! refused  management.snmp.listeningport=162
+  !   ERR_SNMP_INVALID_PORT  161, a trap target 162, or a port from 1024 on that no other service uses
+  !   now  8161
+  !   read  management.snmp.enabled = true
+  !   read  management.snmp.versionone = true
+  !   read  management.snmp.versiontwo = true
+  !   read  management.snmp.versionthree = true
   ! nothing has been changed
   [1]
   $ cfgctl get management.snmp.listeningport management.snmp.traptarget.targetport[2]
@@ -91,15 +105,18 @@ A change is made as a whole or not at all.
 Values are taken as they are, and shown so that nothing in them deceives.
 
   $ cfgctl set 'management.snmp.location=a\x0a'
-  set management.snmp.location=a\\x0a  accepted  kNoError (0)
+  set management.snmp.location  "" -> a\\x0a  accepted, revision 2
   $ cfgctl get management.snmp.location
   a\x0a
   $ cfgctl set 'management.snmp.location="q" {1} x=y'
-  set management.snmp.location="q" {1} x=y  accepted  kNoError (0)
+  set management.snmp.location  a\\x0a -> "q" {1} x=y  accepted, revision 3
   $ cfgctl get management.snmp.location
   "q" {1} x=y
   $ cfgctl set 'management.snmp.enabled=a\b'
-  ! set management.snmp.enabled=a\\b  refused  kBadParameter (-3)  ERR_INVALID_VALUE
+  ! refused  management.snmp.enabled=a\\b
+  !   ERR_INVALID_VALUE  not a value of the variable's kind
+  !   accepts  true false
+  !   now  true
   ! nothing has been changed
   [1]
 
@@ -107,7 +124,7 @@ A secret comes from standard input and is masked.
 
   $ echo 'given on stdin' >secret
   $ cfgctl set management.snmp.privacypassword=- <secret
-  set management.snmp.privacypassword=********  accepted  kNoError (0)
+  set management.snmp.privacypassword  "" -> ********  accepted, revision 4
   $ cfgctl get management.snmp.privacypassword
   ********
   $ cfgctl get --reveal management.snmp.privacypassword
@@ -139,7 +156,7 @@ Names that nothing has, the nearest of which is offered.
   ! cfgctl: unknown variable Management.SNMP.ListenPort (or not visible to this role); did you mean management.snmp.listeningport?
   [1]
   $ cfgctl set management.snmp.traptarget.targetport[3]=1024
-  ! cfgctl: unknown variable management.snmp.traptarget.targetport[3] (or not visible to this role); did you mean management.snmp.traptarget.targetport[1]?
+  ! cfgctl: unknown variable management.snmp.traptarget.targetport[3] (or not visible to this role); targetport has instances 0 to 2
   ! nothing has been changed
   [1]
   $ cfgctl list 'nothing*'

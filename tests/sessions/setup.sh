@@ -8,10 +8,17 @@ unset NOTIFY_SOCKET
 
 # Runs a program. What it writes to standard error follows the rest, each line after "! ".
 run() { # PROGRAM ARGUMENTS...
-    "$@" 2>stderr
+    "$@" >stdout 2>stderr
     set -- $?
-    sed 's/^/! /' stderr >&2
+    alike <stdout
+    alike <stderr | sed 's/^/! /'
     return "$1"
+}
+
+# Tabs as blanks, and what is different each time by its name.
+alike() {
+    sed -E 's/\t/  /g; s/[0-9]{4}-[0-9-]{5} [0-9:.]{12}[+-][0-9:]{5}/TIME/g
+        s/process [0-9]+/process P/g'
 }
 
 cfgctl() { run "$CFGCTL" "$@"; }

@@ -3,7 +3,7 @@ A daemon is started, killed, and kept from being started where another is.
   $ . "$TESTDIR/setup.sh"
   $ start
   $ cfgctl set management.snmp.location=Lobby
-  set management.snmp.location=Lobby  accepted  kNoError (0)
+  set management.snmp.location  "" -> Lobby  accepted, revision 1
 
 One that is killed has lost nothing, and another takes its place.
 
@@ -17,15 +17,15 @@ One that is killed has lost nothing, and another takes its place.
 
 Nobody can start a second one, on the same state or on the same socket; the first goes on.
 
-  $ RUNTIME_DIRECTORY=$PWD/elsewhere TEST_LOG_DEVICE= "$APPCONFIG" >second 2>&1
-  $ grep -o "[a-z]* is in use by process $daemon; exiting$" second
-  state is in use by process *; exiting (glob)
+  $ RUNTIME_DIRECTORY=$PWD/elsewhere TEST_LOG_DEVICE= "$APPCONFIG" >second 2>&1 &
+  $ STATE_DIRECTORY=$PWD/other TEST_LOG_DEVICE= "$APPCONFIG" >third 2>&1
+  $ wait $!
+  $ grep -ho "[a-z]* is in use by process $daemon; exiting$" second third | alike
+  state is in use by process P; exiting
+  run is in use by process P; exiting
   $ ls -d elsewhere
   ls: cannot access 'elsewhere': No such file or directory
   [2]
-  $ STATE_DIRECTORY=$PWD/other TEST_LOG_DEVICE= "$APPCONFIG" >second 2>&1
-  $ grep -o "[a-z]* is in use by process $daemon; exiting$" second
-  run is in use by process *; exiting (glob)
   $ cfgctl get management.snmp.location
   Lobby
 

@@ -2,7 +2,6 @@
 #include <fcntl.h>
 #include <gmock/gmock.h>
 #include <sys/resource.h>
-#include <sys/stat.h>
 
 #include "casename.h"
 #include "daemon.h"
@@ -16,40 +15,6 @@ class StartUp : public testing::Test {
 protected:
     TemporaryDirectory m_home;
 };
-
-TEST_F(StartUp, GivesNoFileOfItsOwnTheNumberOfAStandardStream) {
-    for (unsigned nClosed = 0; nClosed < 8; ++nClosed) {
-        const Daemon daemon(m_home, {}, "run", [nClosed] {
-            setenv("TEST_LOG_DEVICE", "", 1);
-            const int null = open("/dev/null", O_RDWR | O_CLOEXEC);
-            for (int fd = 0; fd < 3; ++fd) (nClosed >> fd & 1) != 0 ? close(fd) : dup2(null, fd);
-        });
-        ASSERT_TRUE(daemon.serves()) << nClosed;
-        for (const char* const fd : {"0", "1", "2"}) {
-            const std::string sLink = "/proc/" + std::to_string(daemon.pid()) + "/fd/" + fd;
-            EXPECT_EQ(std::filesystem::read_symlink(sLink), "/dev/null") << nClosed;
-        }
-    }
-}
-
-TEST_F(StartUp, KeepsTwoLocksInOneDirectoryAndOpensTheOneThatItMakes) {
-    const auto modeOf = [this](const char* name) {
-        return std::filesystem::status(m_home.path(name)).permissions();
-    };
-    const Daemon daemon(m_home, {}, "run", [] { umask(077); });
-    ASSERT_TRUE(daemon.serves());
-    EXPECT_EQ(modeOf("run"), std::filesystem::perms(0755));
-    EXPECT_EQ(modeOf("run/appconfig.sock"), std::filesystem::perms(0666));
-    const TemporaryDirectory other;
-    const Daemon both(other, {}, "state");
-    ASSERT_TRUE(both.serves());
-    const std::string sLocks = TemporaryDirectory::contentOf("/proc/locks");
-    for (const char* const lock : {"state/appconfig.lock", "state/appconfig.sock.lock"}) {
-        struct stat status {};
-        ASSERT_EQ(stat(other.path(lock).c_str(), &status), 0) << lock;
-        EXPECT_THAT(sLocks, HasSubstr(":" + std::to_string(status.st_ino) + " 0 EOF")) << lock;
-    }
-}
 
 TEST_F(StartUp, OneOfTwoServesAndTheNextWaitsUntilItHasEnded) {
     const std::string sSocket = m_home.path("run/appconfig.sock");

@@ -104,6 +104,10 @@ std::string nearestName(std::string_view name, const std::vector<std::string>& n
 }
 
 std::string hintOn(const std::string& sWritten, const std::vector<std::string>& names) {
+    if (std::ranges::any_of(
+            names, [&](const auto& sName) { return equalIgnoringCase(sName, sWritten); })) {
+        return "an assignment before it hides it";
+    }
     if (std::ranges::any_of(names, [&](const auto& sName) { return isInNode(sName, sWritten); })) {
         return "did you mean '" + sWritten + ".*'?";
     }

@@ -48,11 +48,11 @@ std::vector<AssignmentT> parseAssignments(const OperandsT& operands, bool bCanAs
         } else if (operands.size() == 1 && bCanAsk) {
             assignments.push_back({.sName = nameOf(operand), .from = AssignmentT::From::kTerminal});
         } else if (i == 0 && operands.size() == 2 && operands[1].find('=') == std::string::npos) {
-            throw Failure(kUsage, "set requires NAME=VALUE; did you mean " + operand + "=" +
-                                      operands[1] + "?");
+            throw Failure(kUsage,
+                          "write NAME=VALUE; did you mean " + operand + "=" + operands[1] + "?");
         } else {
-            throw Failure(kUsage, "argument " + std::to_string(i + 1) +
-                                      " of set has no '='; write " + kValueForms);
+            throw Failure(
+                kUsage, "argument " + std::to_string(i + 1) + " has no '='; write " + kValueForms);
         }
     }
     if (nPiped > 1) {

@@ -65,6 +65,16 @@ std::string report(const std::string& sFile, int nLine, const std::string& sReas
     return sFile + (nLine < 0 ? "" : ":" + std::to_string(nLine + 1)) + ": " + sReason;
 }
 
+/// A report for whoever knows the file: "line 7: reason". Empty stays empty.
+std::string withoutFile(const std::string& sReport, const std::string& sFile) {
+    const std::size_t begin = sReport.find_first_not_of(": ", sFile.size());
+    if (sReport.empty() || begin == std::string::npos) {
+        return sReport;
+    }
+    const bool bLine = sReport[begin] >= '0' && sReport[begin] <= '9';
+    return (bLine ? "line " : "") + sReport.substr(begin);
+}
+
 /// Line of a field's i-th message: that of its first field, since the messages of a list,
 /// "variable:
 /// [{...}, {...}]", have no place of their own.
@@ -360,7 +370,7 @@ Schema loadSchema() {
         pbcommon::SchemaFile file;
         // names in it are anybody's text
         file.set_path(pbcommon::cleaned(path.string(), kMaxLoggedBytes));
-        file.set_fault(pbcommon::cleaned(sError, kMaxLoggedBytes));
+        file.set_fault(pbcommon::cleaned(withoutFile(sError, path.string()), kMaxLoggedBytes));
         if (!sError.empty()) {
             logcrit("cfgCommon", "schema %s; the file is ignored\n",
                     pbcommon::printable(sError, kMaxLoggedBytes).c_str());
