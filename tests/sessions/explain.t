@@ -149,7 +149,7 @@ The rules, setting by setting.
   $ cfgctl deps uicontrol.apps.menu.showsysteminfo
   moves access  uicontrol.apps.menu.{showh323extension,showipaddress,showsipaddress}
   $ cfgctl deps room.seats
-  ! cfgctl: no rule has to do with room.seats
+  ! cfgctl: nothing that this role may see now has to do with room.seats by any rule
   $ cfgctl --role user deps no.such
   ! cfgctl: unknown variable no.such (or not visible to this role); see 'cfgctl list'
   [1]

@@ -126,7 +126,8 @@ ExitStatus runDeps(Session& session, const OperandsT& operands) {
         return answer(session, reply, dotText(reply.deps()));
     }
     if (reply.deps().dependency().empty()) {
-        complain("no rule has to do with " + operands.front());
+        complain("nothing that this role may see now has to do with " + operands.front() +
+                 " by any rule");
     }
     return answer(
         session, reply,
