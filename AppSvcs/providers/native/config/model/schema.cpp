@@ -361,10 +361,10 @@ Schema loadSchema() {
     }
     std::string text;
     for (const std::filesystem::path& path : schemaFilesIn(pbcommon::configurationDirectory())) {
-        sError = readFile(path, text);
-        if (!sError.empty()) {
-            sError = path.string() + ": cannot be read: " + sError;
-        } else {
+        const std::string sFault = readFile(path, text);
+        sError = path.string() + ": cannot be read: " + sFault;
+        if (sFault.empty()) {
+            sError.clear();
             (void)schema.add(text, path, sError);  // it says so in sError
         }
         pbcommon::SchemaFile file;
