@@ -42,6 +42,17 @@ TextsT many(const std::string& sOne, const std::string& sOther) {
     return all;
 }
 
+/// The last of many assignments is refused for the sake of a setting that is off.
+std::string explainFrame() {
+    TextsT assignments = many(kRecent + "false", kRecent + "true");
+    assignments.back() = "uicontrol.vantortouch.homescreen[4].enabled=true";
+    pbcommon::Request request;
+    *request.mutable_explain()->mutable_assignment() = setRequest(assignments).set().assignment();
+    std::string sFrame;
+    EXPECT_EQ(pbcommon::appendFrame(request, sFrame), kNoError);
+    return sFrame;
+}
+
 std::string emptyAssignments() {
     pbcommon::Request request;
     while (request.mutable_set()->assignment_size() < 524'000)
@@ -93,6 +104,9 @@ std::vector<AttackT> attacks() {
         {"rehearsal of 256 switches",
          {},
          {setFrame(many(kRecent + "false", kRecent + "true"), true)}},
+        {"explanation of 256 switches",
+         {setFrame({"uicontrol.vantortouch.homescreen[3].enabled=false"})},
+         {explainFrame()}},
         {"1 MiB of empty assignments", {}, {emptyAssignments()}},
         {"watchers of many stars",
          {},

@@ -27,6 +27,7 @@ namespace PbUtility {
 namespace {
 
 constexpr std::chrono::milliseconds kAcceptRetry{100};
+constexpr int kAcceptedAtOnce = 64;  ///< before others are served again
 constexpr std::chrono::seconds kLastAnswers{1};  ///< for clients that are slow to read them
 constexpr mode_t kSocketMode = 0666;             ///< every local user: roles decide
 
@@ -109,6 +110,9 @@ eErrorT PbUtilsImpl::listen() {
     }
     if (!error) {
         m_acceptor.listen(asio::socket_base::max_listen_connections, error);
+    }
+    if (!error) {
+        m_acceptor.non_blocking(true, error);
     }
     if (error) {
         logcrit("pbUtility", "cannot listen on %s: %s\n", sPath.c_str(), error.message().c_str());
@@ -219,11 +223,24 @@ void PbUtilsImpl::accept() {
         m_bAccepting = true;
         try {
             welcome(std::move(socket));
+            acceptWaiting();
         } catch (...) {
             (void)pbcommon::logException("pbUtility", "serve a new connection", kServerError);
         }
         accept();
     });
+}
+
+/// Who connects while others' long requests are served does not wait for one of them for everybody
+/// who has connected before him.
+void PbUtilsImpl::acceptWaiting() {
+    asio::error_code error;
+    for (int n = 1; n < kAcceptedAtOnce && !error; ++n) {
+        Session::Socket socket = m_acceptor.accept(error);
+        if (!error) {
+            welcome(std::move(socket));
+        }
+    }
 }
 
 /// Out of descriptors, most likely: they come back when connections end.

@@ -78,6 +78,7 @@ private:
     void inLoop(Step step) noexcept;
     void becomeReady();
     void accept();
+    void acceptWaiting();
     void acceptLater(const asio::error_code& error);
     void welcome(Session::Socket socket);
     void turnAway(Session::Socket& socket);
