@@ -29,10 +29,17 @@ std::string settingOf(const std::string& sName) {
     return sSetting;
 }
 
-/// All pages in one reply; of the remedies, those with the fewest assignments.
+/// Whether further pages may have remedies that are as short as those that were found.
+bool isOpen(const pbcommon::ExplainReply& explained) {
+    return explained.has_next() &&
+           (explained.remedy().empty() ||
+            explained.remedy(0).assignment_size() >= static_cast<int>(explained.next_size()));
+}
+
+/// All pages in one reply, as far as it takes to know the remedies with the fewest assignments.
 pbcommon::Reply explainAll(Session& session, pbcommon::Request request) {
     pbcommon::Reply all = session.ask(request);
-    while (all.explain().has_next()) {
+    while (isOpen(all.explain())) {
         request.mutable_explain()->set_start(all.explain().next());
         const pbcommon::Reply page = session.ask(request);
         if (!isAccepted(page) || page.explain().revision() != all.explain().revision()) {
@@ -46,13 +53,11 @@ pbcommon::Reply explainAll(Session& session, pbcommon::Request request) {
         explained.set_tried(explained.tried() + page.explain().tried());
         if (page.explain().has_next()) {
             explained.set_next(page.explain().next());
+            explained.set_next_size(page.explain().next_size());
         }
     }
-    auto* const remedies = all.mutable_explain()->mutable_remedy();
-    const auto isLonger = [remedies](const pbcommon::Remedy& remedy) {
-        return remedy.assignment_size() > remedies->Get(0).assignment_size();
-    };
-    remedies->erase(std::remove_if(remedies->begin(), remedies->end(), isLonger), remedies->end());
+    all.mutable_explain()->clear_next();
+    all.mutable_explain()->clear_next_size();
     return all;
 }
 

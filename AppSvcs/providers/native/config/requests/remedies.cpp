@@ -106,10 +106,9 @@ void Remedies::search(std::uint32_t nStart, pbcommon::ExplainReply& reply) {
         ++nTrial;
     }
     reply.set_tried(static_cast<std::uint32_t>(nTrial - std::min<std::size_t>(nStart, nTrial)));
-    const bool bLonger =
-        nTrial < m_trials.size() && m_trials[nTrial].size() > m_trials[nStart].size();
-    if (nTrial < m_trials.size() && !(bLonger && reply.remedy_size() > 0)) {
+    if (nTrial < m_trials.size()) {
         reply.set_next(static_cast<std::uint32_t>(nTrial));
+        reply.set_next_size(static_cast<std::uint32_t>(m_trials[nTrial].size()));
     }
 }
 
