@@ -27,7 +27,7 @@ namespace PbUtility {
 namespace {
 
 constexpr std::chrono::milliseconds kAcceptRetry{100};
-constexpr int kAcceptedAtOnce = 64;  ///< before others are served again
+constexpr int kAcceptedAtOnce = 64;              ///< before others are served again
 constexpr std::chrono::seconds kLastAnswers{1};  ///< for clients that are slow to read them
 constexpr mode_t kSocketMode = 0666;             ///< every local user: roles decide
 
