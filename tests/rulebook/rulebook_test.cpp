@@ -9,7 +9,7 @@ namespace {
 
 using TextsT = std::vector<std::string>;
 
-/// Rules as the handlers' sources have them. A name "a.{b,c}" stands for a.b and a.c; blanks
+/// Rules as the handlers' sources have them. A name "a.{b,c}" means a.b and a.c; blanks
 /// separate names.
 struct RuleT {
     const char* from;

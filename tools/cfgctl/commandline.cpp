@@ -142,7 +142,7 @@ std::vector<std::string> optionNames(const CLI::App& app) {
     return names;
 }
 
-/// The word that is no command or option, and what may be meant; else what the library says.
+/// The word that is neither command nor option, and what may be meant; else what the library says.
 std::string faultText(const CLI::App& app, const CLI::ParseError& error) {
     const CLI::App* const command =
         app.get_subcommands().empty() ? nullptr : app.get_subcommands().front();

@@ -16,7 +16,7 @@ using RowsT = std::vector<CellsT>;
 /// is in no text that is shown.
 [[nodiscard]] std::string gapText(std::size_t nBlanks, const StreamT& stream);
 
-/// A line for each row. On a terminal the cells stand in columns, where the row then fits into a
+/// A line for each row. On a terminal the cells are in columns, where the row then fits into a
 /// line. A row too wide for any line is broken between cells, then at blanks and commas, and goes
 /// on four blanks further in; it widens no column.
 [[nodiscard]] std::string rowLines(const RowsT& rows, std::size_t nIndent, const StreamT& stream);

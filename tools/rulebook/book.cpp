@@ -247,7 +247,7 @@ std::string bookText(Room& room, const RulesT& rules, const std::vector<AreaT>& 
         std::to_string(rules.nRehearsals) + " rehearsals in all. They found " +
         std::to_string(rules.edges.size()) + " dependencies between " +
         std::to_string(settings.size()) +
-        " settings. A setting stands for all of its instances. `cfgctl deps NAME` tells the same "
+        " settings. A setting means all of its instances. `cfgctl deps NAME` tells the same "
         "of one setting. Do not edit this page: write it anew.";
     const std::string sWalk =
         "All states that the switches can reach, by requests and restarts, area by area; of what "
