@@ -151,6 +151,11 @@ TEST_F(Explain, SearchesPageByPageLeavesNoTraceAndPrefersTheShortest) {
     EXPECT_EQ(pages(), " 32:n.many[3]=true, 8") << "nothing longer where one helps";
     helps = [&] { return isOn("many", 0) && isOn("many", 2); };
     EXPECT_EQ(pages().substr(0, 41), " 32 8 22:n.many=true,n.many[2]=true, 22 2");
+    helps = [&] { return isOn("many", 0); };
+    std::string sFull = assigned("target", "x");
+    for (int i = 1; i < 256; ++i) sFull += assigned("count", "1");
+    EXPECT_EQ(ask(kUser, "explain { " + sFull + "}").explain().tried(), 0U)
+        << "a remedy has to fit into one request with them";
     EXPECT_EQ(m_service->database().newest(), 0U);
 }
 

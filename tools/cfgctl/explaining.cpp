@@ -38,12 +38,15 @@ bool isOpen(const pbcommon::ExplainReply& explained) {
 
 /// All pages in one reply, as far as it takes to know the remedies with the fewest assignments.
 pbcommon::Reply explainAll(Session& session, pbcommon::Request request) {
+    constexpr int kMaxAttempts = 10;  // then the room is never still
+    int nAttempts = 1;
     pbcommon::Reply all = session.ask(request);
     while (isOpen(all.explain())) {
         request.mutable_explain()->set_start(all.explain().next());
         const pbcommon::Reply page = session.ask(request);
-        if (!isAccepted(page) || page.explain().revision() != all.explain().revision()) {
-            request.mutable_explain()->clear_start();  // something has been changed meanwhile
+        const bool bChanged = page.explain().revision() != all.explain().revision();
+        if (bChanged && nAttempts++ < kMaxAttempts) {  // the pages do not fit together
+            request.mutable_explain()->clear_start();
             all = session.ask(request);
             continue;
         }

@@ -1,6 +1,7 @@
 #include "requests/remedies.h"
 
 #include <algorithm>
+#include <utility>
 
 #include "clientlimits.h"
 #include "requests/audience.h"
@@ -54,6 +55,14 @@ Remedies::Remedies(ConfigStore& store, const pbcommon::Requester& requester,
     addTrials();
 }
 
+/// If it fits into one request with what was proposed, as a remedy has to.
+void Remedies::add(TrialT trial) {
+    if (m_proposals.size() + trial.size() <= std::size_t{pbcommon::kMaxAssignments} &&
+        m_trials.size() < pbcommon::kMaxTrials) {
+        m_trials.push_back(std::move(trial));
+    }
+}
+
 /// What the request itself assigns is as it is wanted.
 bool Remedies::isAssigned(const Cell& cell) const {
     return std::ranges::any_of(m_proposals, [this, &cell](const Proposal& proposal) {
@@ -76,17 +85,15 @@ void Remedies::addCandidates(const std::string& sName) {
 
 void Remedies::addTrials() {
     for (const Candidate& candidate : m_candidates) {
-        m_trials.push_back({&candidate});
+        add({&candidate});
     }
     for (std::size_t i = 0; i < m_candidates.size(); ++i) {
         for (std::size_t j = i + 1; j < m_candidates.size(); ++j) {
-            if (m_trials.size() < pbcommon::kMaxTrials &&
-                m_candidates[i].cell != m_candidates[j].cell) {
-                m_trials.push_back({&m_candidates[i], &m_candidates[j]});
+            if (m_candidates[i].cell != m_candidates[j].cell) {
+                add({&m_candidates[i], &m_candidates[j]});
             }
         }
     }
-    m_trials.resize(std::min(m_trials.size(), pbcommon::kMaxTrials));
 }
 
 void Remedies::search(std::uint32_t nStart, pbcommon::ExplainReply& reply) {
@@ -95,15 +102,15 @@ void Remedies::search(std::uint32_t nStart, pbcommon::ExplainReply& reply) {
     }
     std::size_t nTrial = nStart;
     std::size_t nAssignments = 0;
-    while (nTrial < m_trials.size() && nAssignments < pbcommon::kPageAssignments &&
-           reply.ByteSizeLong() < pbcommon::kPageBytes) {
-        const TrialT& trial = m_trials[nTrial];
-        if (trial.size() > m_trials[nStart].size()) {
-            break;
-        }
+    const auto hasRoom = [&] {
+        return nTrial == nStart || (m_trials[nTrial].size() == m_trials[nStart].size() &&
+                                    nAssignments < pbcommon::kPageAssignments &&
+                                    reply.ByteSizeLong() < pbcommon::kPageBytes);
+    };
+    while (nTrial < m_trials.size() && hasRoom()) {
+        const TrialT& trial = m_trials[nTrial++];
         rehearse(trial, reply);
         nAssignments += m_proposals.size() + trial.size();
-        ++nTrial;
     }
     reply.set_tried(static_cast<std::uint32_t>(nTrial - std::min<std::size_t>(nStart, nTrial)));
     if (nTrial < m_trials.size()) {

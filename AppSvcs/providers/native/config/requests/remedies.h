@@ -38,6 +38,7 @@ private:
 
     void addCandidates(const std::string& sName);
     void addTrials();
+    void add(TrialT trial);
     [[nodiscard]] bool isAssigned(const Cell& cell) const;
     void rehearse(const TrialT& trial, pbcommon::ExplainReply& reply) const;
 
