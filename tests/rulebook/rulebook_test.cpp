@@ -96,7 +96,7 @@ TEST(RuleBook, FindsEachRuleAndNoOther) {
     }
     const LogFile log;
     rulebook::Room room;
-    const rulebook::RulesT rules = rulebook::survey(room, 200);
+    const rulebook::RulesT rules = rulebook::survey(room, 400);
     for (const auto& [edge, conditions] : rules.edges) found.push_back(textOf(edge, conditions));
     EXPECT_THAT(found, testing::UnorderedElementsAreArray(written));
 

@@ -86,34 +86,42 @@ std::string edgeLine(const EndT& from, const std::string& sTo, const std::string
     return "\"" + from.first + "\" -> \"" + sTo + "\" [" + row->style + sMore + "]\n";
 }
 
+/// Settings, and what all of that depends on.
+std::string namesText(const TextsT& names, const TextsT& conditions) {
+    std::string text;
+    for (const std::string& sName : groupedNames(names)) {
+        text += (text.empty() ? "" : " ") + shown(sName);
+    }
+    for (const std::string& sCondition : conditions) {
+        text += (&sCondition == &conditions.front() ? "  depending on " : " ") + shown(sCondition);
+    }
+    return text;
+}
+
+/// A row for each set of conditions. @param bActive  the setting is where the links come from
+void addRows(RowsT& rows, const pbcommon::DepsReply& reply, const std::string& sSetting,
+             const LinkParamT& link, bool bActive) {
+    std::map<TextsT, TextsT> byConditions;
+    for (const pbcommon::Dependency& dependency : reply.dependency()) {
+        if (dependency.link() == link.link &&
+            (bActive ? dependency.from() : dependency.to()) == sSetting) {
+            byConditions[{dependency.condition().begin(), dependency.condition().end()}].push_back(
+                bActive ? dependency.to() : dependency.from());
+        }
+    }
+    for (const auto& [conditions, names] : byConditions) {
+        rows.push_back({bActive ? link.active : link.passive, namesText(names, conditions)});
+    }
+}
+
 }  // namespace
 
 std::string dependenciesText(const pbcommon::DepsReply& reply, const std::string& sSetting,
                              const StreamT& stream) {
     RowsT rows;
-    for (const LinkParamT& row : linkTable) {
-        for (const bool bActive : {true, false}) {
-            std::map<TextsT, TextsT> byConditions;
-            for (const pbcommon::Dependency& dependency : reply.dependency()) {
-                const bool bHere = (bActive ? dependency.from() : dependency.to()) == sSetting;
-                if (dependency.link() == row.link && bHere) {
-                    byConditions[{dependency.condition().begin(), dependency.condition().end()}]
-                        .push_back(bActive ? dependency.to() : dependency.from());
-                }
-            }
-            for (const auto& [conditions, names] : byConditions) {
-                rows.push_back({bActive ? row.active : row.passive});
-                std::string sNames;
-                for (const std::string& sName : groupedNames(names)) {
-                    sNames += (sNames.empty() ? "" : " ") + shown(sName);
-                }
-                for (const std::string& sCondition : conditions) {
-                    sNames += (&sCondition == &conditions.front() ? "  depending on " : " ") +
-                              shown(sCondition);
-                }
-                rows.back().push_back(sNames);
-            }
-        }
+    for (const LinkParamT& link : linkTable) {
+        addRows(rows, reply, sSetting, link, true);
+        addRows(rows, reply, sSetting, link, false);
     }
     return rowLines(rows, 0, stream);
 }

@@ -120,11 +120,12 @@ std::string refusalsText(const RulesT& rules, const std::string& sSetting) {
     const auto tags = rules.tags.find(sSetting);
     if (tags != rules.tags.end()) {
         for (const std::string& sTag : tags->second) {
-            const std::string sSentence =
-                AppConfig::Service::process().store().schema().sentenceOf(sTag);
-            text +=
-                item(sTag.empty() ? "Its handler refuses without a tag."
-                                  : "Its handler refuses with `" + sTag + "`: " + sSentence + ".");
+            std::string sHow = "without a tag";
+            if (!sTag.empty()) {
+                sHow = "with `" + sTag;
+                sHow += "`: " + AppConfig::Service::process().store().schema().sentenceOf(sTag);
+            }
+            text += item("Its handler refuses " + sHow + ".");
         }
     }
     return text;

@@ -157,25 +157,25 @@ void Survey::findDeciders() {
 /// setting decides if two that differ in nothing else have different verdicts.
 void Survey::findDeciders(const Cell& cell, const std::string& sValue, const CellsT& reads) {
     std::vector<TextsT> values;
-    std::size_t nCombinations = 1;
+    std::vector<std::size_t> strides{1};  // to the combination with a setting's next value
     for (const Cell* const read : reads) {
         values.push_back(representatives(m_room, *read));
         addIfNew(values.back(), sValue);
-        nCombinations *= values.back().size();
+        strides.push_back(strides.back() * values.back().size());
     }
     std::vector<bool> verdicts;
     const StateT before = m_room.state();
-    for (std::size_t n = 0; n < nCombinations; ++n) {
-        for (std::size_t i = 0, nRest = n; i < reads.size(); nRest /= values[i++].size()) {
-            m_room.putValue(*reads[i], values[i][nRest % values[i].size()]);
+    for (std::size_t n = 0; n < strides.back(); ++n) {
+        for (std::size_t i = 0; i < reads.size(); ++i) {
+            m_room.putValue(*reads[i], values[i][n % strides[i + 1] / strides[i]]);
         }
         verdicts.push_back(m_room.isValid(cell, sValue));
     }
     m_room.put(before);
-    for (std::size_t i = 0, nStride = 1; i < reads.size(); nStride *= values[i++].size()) {
-        for (std::size_t n = 0; n + nStride < nCombinations; ++n) {
-            const bool bNeighbours = n / nStride % values[i].size() + 1 < values[i].size();
-            if (reads[i] != &cell && bNeighbours && verdicts[n] != verdicts[n + nStride]) {
+    for (std::size_t i = 0; i < reads.size(); ++i) {
+        for (std::size_t n = 0, nNext = strides[i]; nNext < verdicts.size(); ++n, ++nNext) {
+            const bool bNeighbours = n / strides[i + 1] == nNext / strides[i + 1];
+            if (reads[i] != &cell && bNeighbours && verdicts[n] != verdicts[nNext]) {
                 m_rules.edges[{settingOf(*reads[i]), settingOf(cell), pbcommon::DECIDES}];
             }
         }
@@ -192,7 +192,9 @@ void Survey::lookAtEffects(const Cell& cell, const std::string& sValue, const Ou
             byTrigger[&trigger].push_back({&moved, &*m_rules.edges.try_emplace(edge).first});
         }
     }
-    for (const auto& [trigger, effects] : byTrigger) {
+    for (const auto& entry : byTrigger) {  // no binding: clang 14 captures none
+        const Cell* const trigger = entry.first;
+        const EffectsT& effects = entry.second;
         ReadsT reads;
         std::ranges::copy_if(outcome.effectReads, std::back_inserter(reads),
                              [&](const AppConfig::Reads::Read& read) {
@@ -277,7 +279,7 @@ RulesT survey(Room& room, int nStates) {
     constexpr std::size_t kMaxSteps = 10;  // from the defaults to a state
     RulesT rules;
     Survey all(room, rules);
-    std::mt19937 random(1);
+    std::mt19937 random(static_cast<unsigned>(nStates));
     const StateT defaults = room.state();
     while (rules.nStates < nStates) {
         all.look();

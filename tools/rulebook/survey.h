@@ -38,7 +38,8 @@ struct RulesT {
 [[nodiscard]] std::vector<std::string> representatives(const Room& room, const Cell& cell);
 
 /// Rehearses each setting with each representative value in states that are reached at random
-/// through the rules, and again with other values of all that was looked at.
+/// through the rules, and again with other values of all that was looked at. The same for the same
+/// number of states.
 [[nodiscard]] RulesT survey(Room& room, int nStates);
 
 }  // namespace rulebook

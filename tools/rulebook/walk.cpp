@@ -261,22 +261,27 @@ bool isWalked(const Cell& cell, const RulesT& rules) {
     });
 }
 
+AreaT walkArea(Room& room, const RulesT& rules, const std::set<std::string>& names) {
+    std::vector<const Cell*> walked;
+    std::vector<std::size_t> places;
+    for (const Cell& cell : room.cells()) {
+        if (!names.contains(settingOf(cell))) {
+            continue;
+        }
+        places.push_back(room.indexOf(cell));
+        if (isWalked(cell, rules)) {
+            walked.push_back(&cell);
+        }
+    }
+    return Walk(room, walked, places).run();
+}
+
 }  // namespace
 
 std::vector<AreaT> walk(Room& room, const RulesT& rules) {
     std::vector<AreaT> areas;
     for (const std::set<std::string>& names : areasOf(rules)) {
-        std::vector<const Cell*> walked;
-        std::vector<std::size_t> places;
-        for (const Cell& cell : room.cells()) {
-            if (names.contains(settingOf(cell))) {
-                places.push_back(room.indexOf(cell));
-                if (isWalked(cell, rules)) {
-                    walked.push_back(&cell);
-                }
-            }
-        }
-        areas.push_back(Walk(room, walked, places).run());
+        areas.push_back(walkArea(room, rules, names));
     }
     return areas;
 }
